@@ -1,3 +1,55 @@
+// Everything of the host surface, for an application that embeds the module.
 #pragma once
 
-// Everything of the host surface, for an application that embeds the module.
+#include "host/version.h"
+
+#include "host/core/core_128_bit_hash_key.h"
+#include "host/core/core_array.h"
+#include "host/core/core_base_object.h"
+#include "host/core/core_base_type.h"
+#include "host/core/core_basic_array.h"
+#include "host/core/core_basic_string.h"
+#include "host/core/core_class_info.h"
+#include "host/core/core_hash.h"
+#include "host/core/core_hash_table.h"
+#include "host/core/core_hash_table_dense.h"
+#include "host/core/core_hash_table_sparse.h"
+#include "host/core/core_log_handler.h"
+#include "host/core/core_log_stream.h"
+#include "host/core/core_string.h"
+#include "host/core/core_variant.h"
+#include "host/core/core_vector.h"
+#include "host/core/core_version.h"
+
+#include "host/sys/sys_filesystem.h"
+#include "host/sys/sys_memory.h"
+#include "host/sys/sys_statistic.h"
+#include "host/sys/sys_thread_lock.h"
+#include "host/sys/sys_thread_lock_recursive.h"
+#include "host/sys/sys_timer.h"
+
+#include "host/event/event_debug_collisions.h"
+#include "host/event/event_object.h"
+
+#include "host/gmath/gmath_units.h"
+#include "host/gmath/gmath_vec2.h"
+#include "host/gmath/gmath_vec4.h"
+
+#include "host/resource/resource_data.h"
+#include "host/resource/resource_user.h"
+
+#include "host/app_base/app_base.h"
+#include "host/app_base/app_progress_bar.h"
+
+#include "host/of/of_app.h"
+#include "host/of/of_attr.h"
+#include "host/of/of_channel_manager.h"
+#include "host/of/of_enum.h"
+#include "host/of/of_expression.h"
+#include "host/of/of_object.h"
+#include "host/of/of_object_factory.h"
+#include "host/of/of_vars.h"
+
+#include "host/parser/parser_entry.h"
+#include "host/parser/parser_file.h"
+#include "host/parser/parser_group.h"
