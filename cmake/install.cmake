@@ -9,6 +9,7 @@ set(zv_public_headers
     image_io/frame/version.h
     image_io/frame/image_io.h
     image_io/format/image_io_file_format.h
+    image_io/load/color_space_rules.h
     image_io/load/image_header.h
     image_io/load/image_load_options.h
     image_io/load/image_load_report.h
