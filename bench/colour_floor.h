@@ -15,12 +15,14 @@ public:
     ColourPass(int width, int height);
     ~ColourPass();
 
+    /// Puts the samples back: converted again and again they would end as denormal numbers, which are slow.
+    void restore();
     void run_packed();
     void run_on_canvas();
 
 private:
     int m_width, m_height;
-    std::vector<float> m_packed;
+    std::vector<float> m_samples, m_packed;
     OCIO_NAMESPACE::ConstCPUProcessorRcPtr m_processor;
     std::unique_ptr<ImageCanvas> m_canvas;
 };

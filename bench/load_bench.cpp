@@ -80,7 +80,7 @@ void run_loads(std::filesystem::path const& folder, int pairs, std::string const
         set_threads(each.threads);
         print_ratio(each.name,
                     paired_ratio(each.threads == 1 ? Clock::processor : Clock::wall, pairs,
-                                 [&] { each.floor(each.path); }, [&] { load(each.path); }),
+                                 [&] { each.floor(each.path); }, [&] { load(each.path); }, [] {}),
                     each.must, each.aim);
     }
 }
@@ -93,7 +93,9 @@ void run_colour(int pairs, std::string const& only)
     std::printf("\n| Pass over 4K RGBA floats, sRGB to linear | ratio | quartiles | floor ms | must | aim | met |\n"
                 "|---|---|---|---|---|---|---|\n");
     print_ratio("canvas, 2 cores / packed buffer, 1 thread",
-                paired_ratio(Clock::wall, pairs, [&] { pass.run_packed(); }, [&] { pass.run_on_canvas(); }), 0.75, 0.75);
+                paired_ratio(Clock::wall, pairs, [&] { pass.run_packed(); }, [&] { pass.run_on_canvas(); },
+                             [&] { pass.restore(); }),
+                0.75, 0.75);
 }
 
 /// A number of kilobytes from /proc/self/status, in bytes.

@@ -24,11 +24,13 @@ struct PairedRatio {
     double floor_seconds;  ///< median of the floor alone
 };
 
-/// The machines are shared: only neighbours in time can be compared, and who goes first takes turns.
-template <class Floor, class Ours>
-PairedRatio paired_ratio(Clock clock, int pairs, Floor&& floor, Ours&& ours)
+/// The machines are shared: only neighbours in time can be compared, and who goes first takes turns. `prepare` runs in
+/// front of each of both, off the clock.
+template <class Floor, class Ours, class Prepare>
+PairedRatio paired_ratio(Clock clock, int pairs, Floor&& floor, Ours&& ours, Prepare&& prepare)
 {
-    auto const cost = [clock](auto& run) {
+    auto const cost = [&](auto& run) {
+        prepare();
         double const start = seconds(clock);
         run();
         return seconds(clock) - start;

@@ -101,7 +101,9 @@ void read_exr_tile_by_tile(std::string const& path)
     Imf::TiledInputFile file(path.c_str());
     Imath::Box2i const box = file.header().dataWindow();
     Imf::ChannelList const& channels = file.header().channels();
-    int const count = int(std::distance(channels.begin(), channels.end()));
+    int count = 0;
+    for (auto channel = channels.begin(); channel != channels.end(); ++channel)
+        ++count;
     RawTiles tiles(box.max.x + 1, box.max.y + 1, count, kHalf);
     for (int row = 0; row < tiles.rows(); ++row) {
         for (int column = 0; column < tiles.columns(); ++column) {
