@@ -51,7 +51,8 @@ private:
     {
         return index < m_values.size() && std::holds_alternative<T>(m_values[index]);
     }
-    CoreVariant get_variant(unsigned int index) const;
+    /// The bool, character code or number at `index`; nothing for the other kinds.
+    CoreVariant get_number(unsigned int index) const;
 
     CoreString m_name;
     std::vector<Value> m_values;

@@ -7,7 +7,7 @@ class AppProgressBar;
 
 /// A text file of named entries.
 ///
-/// Errors   a file that cannot be read, is larger than 64 MB or has an error in its syntax gives false and an
+/// Errors   a file that cannot be read, is larger than 4 MB or has an error in its syntax gives false and an
 /// empty root
 class ParserFile {
 public:

@@ -1,0 +1,28 @@
+#pragma once
+
+#include "host/app_base/app_progress_bar.h"
+
+namespace zv_image_io {
+
+/// A task of a progress bar that ends with its scope. Without a bar it does nothing.
+class ProgressTask {
+public:
+    ProgressTask(AppProgressBar* progress, char const* title, float span)
+        : m_progress(progress)
+    {
+        if (m_progress)
+            m_progress->begin_task(title, span, false);
+    }
+    ~ProgressTask()
+    {
+        if (m_progress)
+            m_progress->end_task();
+    }
+    ProgressTask(ProgressTask const&) = delete;
+    ProgressTask& operator=(ProgressTask const&) = delete;
+
+private:
+    AppProgressBar* m_progress;
+};
+
+}  // namespace zv_image_io
