@@ -81,12 +81,21 @@ bool half_rows_are_fast()
 
 namespace {
 
-std::size_t fast_half_to_float(std::uint16_t const*, float*, std::size_t) { return 0; }
-std::size_t fast_float_to_half(float const*, std::uint16_t*, std::size_t) { return 0; }
+std::size_t fast_half_to_float(std::uint16_t const*, float*, std::size_t)
+{
+    return 0;
+}
+std::size_t fast_float_to_half(float const*, std::uint16_t*, std::size_t)
+{
+    return 0;
+}
 
 }  // namespace
 
-bool half_rows_are_fast() { return false; }
+bool half_rows_are_fast()
+{
+    return false;
+}
 
 #endif
 

@@ -7,9 +7,9 @@ namespace zv_host {
 
 /// Rows of half samples to floats and back, eight at a time where the processor has F16C.
 ///
-/// Both roads give the bits that Imath's `half` gives, NaN payloads included: blocks that hold a NaN take the plain
-/// road, because the instructions would make signalling NaNs quiet and `half` does not. Rounding is to the nearest,
-/// ties to even; too large becomes infinity. A half that goes to float and back keeps its bits.
+/// Both roads give the bits that Imath's `half` gives, NaN payloads included: blocks that hold a NaN take the
+/// plain road, because the instructions would make signalling NaNs quiet and `half` does not. Rounding is to
+/// the nearest, ties to even; too large becomes infinity. A half that goes to float and back keeps its bits.
 ///
 /// Shape    `count` packed samples; the rows must not overlap
 /// Threads  any

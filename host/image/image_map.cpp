@@ -13,18 +13,19 @@ struct ColorSlot {
     ImageMapChannel* ImageMapColorChannels::*slot;
 };
 
+// In the order of the record, which is that of a picture of luminance and alpha too.
 constexpr ColorSlot kColorSlots[] = {
+    {"l", ImageMapChannel::kIndexLuminance, &ImageMapColorChannels::m_luminance},
     {"r", ImageMapChannel::kIndexRed, &ImageMapColorChannels::m_red},
     {"g", ImageMapChannel::kIndexGreen, &ImageMapColorChannels::m_green},
     {"b", ImageMapChannel::kIndexBlue, &ImageMapColorChannels::m_blue},
     {"a", ImageMapChannel::kIndexAlpha, &ImageMapColorChannels::m_alpha},
-    {"l", ImageMapChannel::kIndexLuminance, &ImageMapColorChannels::m_luminance},
 };
 
 ColorSlot const* find_color_slot(CoreString const& name)
 {
-    auto const* const found =
-        std::find_if(std::begin(kColorSlots), std::end(kColorSlots), [&](ColorSlot const& slot) { return name == slot.name; });
+    auto const* const found = std::find_if(std::begin(kColorSlots), std::end(kColorSlots),
+                                           [&](ColorSlot const& slot) { return name == slot.name; });
     return found != std::end(kColorSlots) ? found : nullptr;
 }
 
@@ -59,12 +60,13 @@ void ImageMap::remove_all_channels()
     m_rgba_channels = nullptr;
 }
 
-ImageMapChannel* ImageMap::add_channel(CoreString const& name, ImagePixel::BitDepth const&, ImagePixel::BitType const&)
+ImageMapChannel* ImageMap::add_channel(CoreString const& name, ImagePixel::BitDepth const&,
+                                       ImagePixel::BitType const&)
 {
     try {
         ColorSlot const* const slot = find_color_slot(name);
-        auto channel =
-            std::make_unique<ImageMapChannel>(this, name, slot != nullptr ? slot->index : ImageMapChannel::kIndexExtra);
+        auto channel = std::make_unique<ImageMapChannel>(
+            this, name, slot != nullptr ? slot->index : ImageMapChannel::kIndexExtra);
         m_channels.add(channel.get());
         if (slot != nullptr) {
             m_rgba_channels = &m_color_channels;
@@ -79,8 +81,9 @@ ImageMapChannel* ImageMap::add_channel(CoreString const& name, ImagePixel::BitDe
 
 ImageMapChannel* ImageMap::get_channel_by_name(CoreString const& name) const
 {
-    auto const* const found = std::find_if(m_channels.begin(), m_channels.end(),
-                                           [&](ImageMapChannel const* channel) { return channel->m_name == name; });
+    auto const* const found =
+        std::find_if(m_channels.begin(), m_channels.end(),
+                     [&](ImageMapChannel const* channel) { return channel->m_name == name; });
     return found != m_channels.end() ? *found : nullptr;
 }
 

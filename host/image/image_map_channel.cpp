@@ -91,7 +91,8 @@ ImageMapTileHandle ImageMapChannel::get_tile(unsigned int const& index) const
     return {index < m_tile_count ? &m_tiles[index] : nullptr};
 }
 
-ImageMapTileHandle ImageMapChannel::get_tile(ImageEvalContext& context, int const& tile_x, int const& tile_y) const
+ImageMapTileHandle ImageMapChannel::get_tile(ImageEvalContext& context, int const& tile_x,
+                                             int const& tile_y) const
 {
     ImageMapTile* const tile = find_tile(tile_x, tile_y);
     if (tile != nullptr && m_evaluator)
@@ -130,7 +131,8 @@ void ImageMapChannel::evaluate(ImageMapTile& tile, ImageEvalContext* context) co
         return;
     // Marked first: an evaluator that reads its own tile finds what is there instead of asking again.
     tile.m_evaluated.store(true, std::memory_order_relaxed);
-    ImageEvalContext own = m_map->get_canvas() != nullptr ? ImageEvalContext(*m_map->get_canvas(), 0) : ImageEvalContext();
+    ImageEvalContext own =
+        m_map->get_canvas() != nullptr ? ImageEvalContext(*m_map->get_canvas(), 0) : ImageEvalContext();
     bool filled = false;
     try {
         filled = m_evaluator(tile, context != nullptr ? *context : own);
@@ -155,16 +157,28 @@ std::uint32_t ImageMapChannel::get_repeated_bits(std::int64_t x, std::int64_t y)
     auto const row = zv_host::repeat_place(y, m_bounds.begin_y, m_bounds.end_y, repeat_mode(canvas, false));
     if (!column || !row)
         return 0;
-    int const size = m_map->m_tile_size;
-    ImageMapTile* const tile = find_tile(static_cast<int>(zv_host::floor_div(*column, size)),
-                                         static_cast<int>(zv_host::floor_div(*row, size)));
     if (m_evaluator)
-        evaluate(*tile, nullptr);
-    if (tile->is_constant())
-        return tile->m_constant_bits;
-    auto const origin = zv_host::tile_bounds(tile->m_tile_x, tile->m_tile_y, size);
-    std::size_t const offset = static_cast<std::size_t>(*column - origin.begin_x) * m_map->m_bit_depth;
-    return zv_host::load_bits(m_map->m_bit_depth, tile->get_row(static_cast<int>(*row - origin.begin_y)) + offset);
+        evaluate(*find_pixel_tile(*column, *row), nullptr);
+    return get_bits(*column, *row);
+}
+
+std::uint32_t ImageMapChannel::get_bits(std::int64_t x, std::int64_t y) const
+{
+    if (!m_bounds.contains({x, y, x + 1, y + 1}))
+        return 0;
+    ImageMapTile const& tile = *find_pixel_tile(x, y);
+    if (tile.is_constant())
+        return tile.m_constant_bits;
+    auto const origin = zv_host::tile_bounds(tile.m_tile_x, tile.m_tile_y, m_map->m_tile_size);
+    std::size_t const offset = static_cast<std::size_t>(x - origin.begin_x) * m_map->m_bit_depth;
+    return zv_host::load_bits(m_map->m_bit_depth,
+                              tile.get_row(static_cast<int>(y - origin.begin_y)) + offset);
+}
+
+ImageMapTile* ImageMapChannel::find_pixel_tile(std::int64_t x, std::int64_t y) const
+{
+    return find_tile(static_cast<int>(zv_host::floor_div(x, m_map->m_tile_size)),
+                     static_cast<int>(zv_host::floor_div(y, m_map->m_tile_size)));
 }
 
 std::size_t ImageMapChannel::get_memory_size() const

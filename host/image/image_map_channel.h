@@ -134,7 +134,10 @@ public:
                              unsigned int plane_length, ImagePixel::RepeatMode const& u,
                              ImagePixel::RepeatMode const& v) const;
 
-    /// The sample at any pixel as bits, past the region's edges as the repeat modes of the canvas's pyramid tell.
+    /// The sample of a pixel as bits, not evaluated; 0 outside the region.
+    [[nodiscard]] std::uint32_t get_bits(std::int64_t x, std::int64_t y) const;
+    /// The sample at any pixel as bits, evaluated, past the region's edges as the repeat modes of the
+    /// canvas's pyramid tell.
     [[nodiscard]] std::uint32_t get_repeated_bits(std::int64_t x, std::int64_t y) const;
 
 private:
@@ -142,18 +145,22 @@ private:
     friend class ImageMapTile;
     friend class ImageProcess;
 
+    [[nodiscard]] ImageMapTile* find_pixel_tile(std::int64_t x, std::int64_t y) const;
     void evaluate(ImageMapTile& tile, ImageEvalContext* context) const;
     /// Reads a region as floats into rows that are `row_length` floats apart; 0 outside the channel's region.
     void read_region(ImageEvalContext* context, zv_host::Bounds const& bounds, float* out,
                      std::size_t row_length) const;
     void read_repeated(ImageEvalContext& context, zv_host::Bounds const& bounds, std::span<float> out,
                        ImagePixel::RepeatMode u, ImagePixel::RepeatMode v) const;
-    void read_tile(ImageMapTile const& tile, zv_host::Bounds const& part, float* out, std::size_t row_length) const;
+    void read_tile(ImageMapTile const& tile, zv_host::Bounds const& part, float* out,
+                   std::size_t row_length) const;
     /// Writes one tile's share of a band that lies over `source_bounds`; nothing outside the channel's grid.
     bool fill_tile(int tile_x, int tile_y, BandSource const& source, zv_host::Bounds const& source_bounds);
-    /// Writes a block that begins at the source's first sample; `block` lies inside the covered part of the tile.
+    /// Writes a block that begins at the source's first sample; `block` lies inside the covered part of the
+    /// tile.
     bool fill_block(ImageMapTile& tile, BandSource const& source, zv_host::Bounds const& block);
-    void clamp_tile(ImageMapTile& tile, zv_host::SampleKind kind, zv_host::Bounds const& bounds, float low, float high);
+    void clamp_tile(ImageMapTile& tile, zv_host::SampleKind kind, zv_host::Bounds const& bounds, float low,
+                    float high);
     bool copy_tile(ImageMapTile& tile, ImageMapTile& source, zv_host::Bounds const& bounds);
 
     zv_host::Bounds m_bounds;  ///< the region, empty without tiles

@@ -19,8 +19,9 @@ unsigned char const* sample_at(BandSource const& source, std::int64_t column, st
 
 bool samples_are(std::size_t sample_bytes, std::uint32_t bits, BandSource const& source, Bounds const& block)
 {
-    return zv_host::samples_are(sample_bytes, bits, source.first_sample, source.pixel_stride, source.row_stride,
-                                static_cast<std::size_t>(block.width()), static_cast<std::size_t>(block.height()));
+    return zv_host::samples_are(sample_bytes, bits, source.first_sample, source.pixel_stride,
+                                source.row_stride, static_cast<std::size_t>(block.width()),
+                                static_cast<std::size_t>(block.height()));
 }
 
 /// Copies a block into a fresh buffer and clears all around it: the apron and what lies outside the region.
@@ -38,8 +39,8 @@ void copy_into_fresh(ImageMapTile& tile, Bounds const& origin, BandSource const&
     for (std::size_t row = 0; row < height; ++row) {
         unsigned char* const target = tile.m_pixels + (first_row + row) * row_bytes;
         std::memset(target, 0, left);
-        zv_host::gather_row(sample_bytes, sample_at(source, 0, static_cast<std::int64_t>(row)), source.pixel_stride,
-                            target + left, width);
+        zv_host::gather_row(sample_bytes, sample_at(source, 0, static_cast<std::int64_t>(row)),
+                            source.pixel_stride, target + left, width);
         std::memset(target + right, 0, row_bytes - right);
     }
     std::memset(tile.m_pixels + (first_row + height) * row_bytes, 0, (edge - first_row - height) * row_bytes);
@@ -78,9 +79,9 @@ bool ImageMapChannel::fill_rows(void const* samples, std::ptrdiff_t pixel_stride
     Bounds const bounds(rows_region);
     BandSource const source{samples, pixel_stride_bytes, row_stride_bytes};
     bool filled = true;
-    zv_host::for_each_tile_number(intersection(bounds, m_bounds), m_map->m_tile_size, [&](int tile_x, int tile_y) {
-        filled &= fill_tile(tile_x, tile_y, source, bounds);
-    });
+    zv_host::for_each_tile_number(
+        intersection(bounds, m_bounds), m_map->m_tile_size,
+        [&](int tile_x, int tile_y) { filled &= fill_tile(tile_x, tile_y, source, bounds); });
     return filled;
 }
 
@@ -92,8 +93,9 @@ bool ImageMapChannel::fill_tile(int tile_x, int tile_y, BandSource const& source
     Bounds const block = intersection(source_bounds, get_covered_part(*tile));
     if (block.is_empty())
         return true;
-    BandSource const part{sample_at(source, block.begin_x - source_bounds.begin_x, block.begin_y - source_bounds.begin_y),
-                          source.pixel_stride, source.row_stride};
+    BandSource const part{
+        sample_at(source, block.begin_x - source_bounds.begin_x, block.begin_y - source_bounds.begin_y),
+        source.pixel_stride, source.row_stride};
     return fill_block(*tile, part, block);
 }
 
@@ -151,8 +153,8 @@ void ImageMapChannel::clamp_values(float const& low, float const& high, GMathVec
     });
 }
 
-void ImageMapChannel::clamp_tile(ImageMapTile& tile, zv_host::SampleKind kind, Bounds const& bounds, float low,
-                                 float high)
+void ImageMapChannel::clamp_tile(ImageMapTile& tile, zv_host::SampleKind kind, Bounds const& bounds,
+                                 float low, float high)
 {
     Bounds const covered = get_covered_part(tile);
     Bounds const block = intersection(bounds, covered);
@@ -180,7 +182,8 @@ void ImageMapChannel::clamp_tile(ImageMapTile& tile, zv_host::SampleKind kind, B
     tile.make_constant_if_equal();
 }
 
-bool ImageMapChannel::copy_from(ImageMapChannel const& other, GMathVec4<int> const* region, bool const& own_copy)
+bool ImageMapChannel::copy_from(ImageMapChannel const& other, GMathVec4<int> const* region,
+                                bool const& own_copy)
 {
     (void)own_copy;
     if (&other == this)

@@ -28,11 +28,13 @@ void clear_outside(Bounds const& outer, Bounds const& inner, float* out, std::si
 }
 
 /// The column that each pixel of a row is read at, or -1 for zero, counted from the channel's first column.
-std::vector<std::int64_t> repeated_columns(Bounds const& wanted, Bounds const& held, ImagePixel::RepeatMode mode)
+std::vector<std::int64_t> repeated_columns(Bounds const& wanted, Bounds const& held,
+                                           ImagePixel::RepeatMode mode)
 {
     std::vector<std::int64_t> columns(static_cast<std::size_t>(wanted.width()));
     for (std::size_t i = 0; i < columns.size(); ++i)
-        columns[i] = zv_host::repeat_place(wanted.begin_x + static_cast<std::int64_t>(i), held.begin_x, held.end_x, mode)
+        columns[i] = zv_host::repeat_place(wanted.begin_x + static_cast<std::int64_t>(i), held.begin_x,
+                                           held.end_x, mode)
                          .value_or(held.begin_x - 1) -
                      held.begin_x;
     return columns;
@@ -41,14 +43,16 @@ std::vector<std::int64_t> repeated_columns(Bounds const& wanted, Bounds const& h
 }  // namespace
 
 float* ImageMapChannel::create_float_buffer(ImageEvalContext* context, int const& x, int const& y,
-                                            unsigned int const& width, unsigned int const& height, float* out) const
+                                            unsigned int const& width, unsigned int const& height,
+                                            float* out) const
 {
     if (out != nullptr && width != 0 && height != 0)
         read_region(context, {x, y, std::int64_t{x} + width, std::int64_t{y} + height}, out, width);
     return out;
 }
 
-float* ImageMapChannel::create_float_buffer(ImageEvalContext* context, GMathVec4<int> const& region, float* out) const
+float* ImageMapChannel::create_float_buffer(ImageEvalContext* context, GMathVec4<int> const& region,
+                                            float* out) const
 {
     Bounds const bounds(region);
     if (out != nullptr && !bounds.is_empty())
@@ -64,7 +68,8 @@ void ImageMapChannel::create_float_buffer(ImageEvalContext& context, GMathVec4<i
     if (out == nullptr || bounds.is_empty())
         return;
     auto const width = static_cast<std::size_t>(bounds.width());
-    std::size_t const room = std::min<std::size_t>(plane_length, width * static_cast<std::size_t>(bounds.height()));
+    std::size_t const room =
+        std::min<std::size_t>(plane_length, width * static_cast<std::size_t>(bounds.height()));
     bool const inside = m_bounds.contains(bounds);
     bool const zero_outside = u == ImagePixel::REPEAT_MODE_NONE && v == ImagePixel::REPEAT_MODE_NONE;
     if (room == width * static_cast<std::size_t>(bounds.height()) && (inside || zero_outside)) {
@@ -118,7 +123,8 @@ void ImageMapChannel::read_region(ImageEvalContext* context, Bounds const& bound
     });
 }
 
-void ImageMapChannel::read_tile(ImageMapTile const& tile, Bounds const& part, float* out, std::size_t row_length) const
+void ImageMapChannel::read_tile(ImageMapTile const& tile, Bounds const& part, float* out,
+                                std::size_t row_length) const
 {
     auto const kind = zv_host::sample_kind(m_map->m_bit_depth, m_map->m_bit_type);
     auto const width = static_cast<std::size_t>(part.width());
@@ -134,8 +140,9 @@ void ImageMapChannel::read_tile(ImageMapTile const& tile, Bounds const& part, fl
     }
     auto const origin = zv_host::tile_bounds(tile.m_tile_x, tile.m_tile_y, m_map->m_tile_size);
     std::size_t const row_bytes = (static_cast<std::size_t>(m_map->m_tile_size) + 2) * m_map->m_bit_depth;
-    unsigned char const* samples = tile.get_row(static_cast<int>(part.begin_y - origin.begin_y)) +
-                                   static_cast<std::size_t>(part.begin_x - origin.begin_x) * m_map->m_bit_depth;
+    unsigned char const* samples =
+        tile.get_row(static_cast<int>(part.begin_y - origin.begin_y)) +
+        static_cast<std::size_t>(part.begin_x - origin.begin_x) * m_map->m_bit_depth;
     for (std::size_t row = 0; row < height; ++row, samples += row_bytes)
         zv_host::row_to_float(kind, samples, out + row * row_length, width);
 }

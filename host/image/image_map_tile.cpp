@@ -47,11 +47,13 @@ float ImageMapTile::get_color(int const& x, int const& y, bool across_tiles) con
         if (!across_tiles)
             return 0.0f;
         auto const origin = zv_host::tile_bounds(m_tile_x, m_tile_y, map.m_tile_size);
-        return zv_host::bits_to_float(kind_of(map), m_channel->get_repeated_bits(origin.begin_x + x, origin.begin_y + y));
+        return zv_host::bits_to_float(kind_of(map),
+                                      m_channel->get_repeated_bits(origin.begin_x + x, origin.begin_y + y));
     }
     std::size_t const offset = static_cast<std::size_t>(x) * map.m_bit_depth;
-    return zv_host::bits_to_float(
-        kind_of(map), is_constant() ? m_constant_bits : zv_host::load_bits(map.m_bit_depth, get_row(y) + offset));
+    return zv_host::bits_to_float(kind_of(map),
+                                  is_constant() ? m_constant_bits
+                                                : zv_host::load_bits(map.m_bit_depth, get_row(y) + offset));
 }
 
 void ImageMapTile::set_constant(float value)
@@ -81,7 +83,8 @@ bool ImageMapTile::allocate()
     auto const tile = zv_host::tile_bounds(m_tile_x, m_tile_y, map.m_tile_size);
     std::size_t const offset = static_cast<std::size_t>(part.begin_x - tile.begin_x) * map.m_bit_depth;
     for (std::int64_t y = part.begin_y; y < part.end_y; ++y)
-        zv_host::fill_row(map.m_bit_depth, m_constant_bits, get_row(static_cast<int>(y - tile.begin_y)) + offset,
+        zv_host::fill_row(map.m_bit_depth, m_constant_bits,
+                          get_row(static_cast<int>(y - tile.begin_y)) + offset,
                           static_cast<std::size_t>(part.width()));
     return true;
 }
@@ -93,12 +96,14 @@ bool ImageMapTile::make_constant_if_equal()
     ImageMap const& map = *m_channel->m_map;
     zv_host::Bounds const part = m_channel->get_covered_part(*this);
     auto const tile = zv_host::tile_bounds(m_tile_x, m_tile_y, map.m_tile_size);
-    unsigned char const* const first = get_row(static_cast<int>(part.begin_y - tile.begin_y)) +
-                                       static_cast<std::size_t>(part.begin_x - tile.begin_x) * map.m_bit_depth;
+    unsigned char const* const first =
+        get_row(static_cast<int>(part.begin_y - tile.begin_y)) +
+        static_cast<std::size_t>(part.begin_x - tile.begin_x) * map.m_bit_depth;
     std::uint32_t const bits = zv_host::load_bits(map.m_bit_depth, first);
     auto const sample_stride = static_cast<std::ptrdiff_t>(map.m_bit_depth);
-    if (zv_host::samples_are(map.m_bit_depth, bits, first, sample_stride, (map.m_tile_size + 2) * sample_stride,
-                             static_cast<std::size_t>(part.width()), static_cast<std::size_t>(part.height()))) {
+    if (zv_host::samples_are(map.m_bit_depth, bits, first, sample_stride,
+                             (map.m_tile_size + 2) * sample_stride, static_cast<std::size_t>(part.width()),
+                             static_cast<std::size_t>(part.height()))) {
         set_constant_bits(bits);
         return true;
     }
@@ -126,8 +131,10 @@ void ImageMapTile::fill_apron()
     int const size = map.m_tile_size;
     auto const origin = zv_host::tile_bounds(m_tile_x, m_tile_y, size);
     auto const copy = [&](int column, int row) {
-        std::uint32_t const bits = m_channel->get_repeated_bits(origin.begin_x + column, origin.begin_y + row);
-        std::ptrdiff_t const offset = static_cast<std::ptrdiff_t>(column) * static_cast<std::ptrdiff_t>(map.m_bit_depth);
+        std::uint32_t const bits =
+            m_channel->get_repeated_bits(origin.begin_x + column, origin.begin_y + row);
+        std::ptrdiff_t const offset =
+            static_cast<std::ptrdiff_t>(column) * static_cast<std::ptrdiff_t>(map.m_bit_depth);
         zv_host::fill_row(map.m_bit_depth, bits, get_row(row) + offset, 1);
     };
     for (int column = -1; column <= size; ++column) {

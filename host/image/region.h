@@ -41,7 +41,8 @@ struct Bounds {
 
     [[nodiscard]] bool contains(Bounds const& other) const
     {
-        return begin_x <= other.begin_x && begin_y <= other.begin_y && end_x >= other.end_x && end_y >= other.end_y;
+        return begin_x <= other.begin_x && begin_y <= other.begin_y && end_x >= other.end_x &&
+               end_y >= other.end_y;
     }
 
     /// True if all corners are ints and the region has an area.

@@ -8,8 +8,8 @@
 
 namespace zv_host {
 
-/// Where a coordinate past the ends of the half open [begin, end) is read; nothing where it is zero. The range is not
-/// empty.
+/// Where a coordinate past the ends of the half open [begin, end) is read; nothing where it is zero. The
+/// range is not empty.
 inline std::optional<std::int64_t> repeat_place(std::int64_t place, std::int64_t begin, std::int64_t end,
                                                 ImagePixel::RepeatMode mode)
 {

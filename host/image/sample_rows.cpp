@@ -82,8 +82,8 @@ bool strided_samples_are(Sample value, unsigned char const* first, std::ptrdiff_
 
 // A row of equal samples is the same as itself one sample on, which memcmp tells fastest.
 template <class Sample>
-bool packed_samples_are(Sample value, unsigned char const* first, std::ptrdiff_t row_stride, std::size_t width,
-                        std::size_t height)
+bool packed_samples_are(Sample value, unsigned char const* first, std::ptrdiff_t row_stride,
+                        std::size_t width, std::size_t height)
 {
     for (std::size_t row = 0; row < height; ++row) {
         unsigned char const* const samples = first + static_cast<std::ptrdiff_t>(row) * row_stride;
@@ -95,8 +95,8 @@ bool packed_samples_are(Sample value, unsigned char const* first, std::ptrdiff_t
 }
 
 template <class Sample>
-bool typed_samples_are(Sample value, void const* first, std::ptrdiff_t pixel_stride, std::ptrdiff_t row_stride,
-                       std::size_t width, std::size_t height)
+bool typed_samples_are(Sample value, void const* first, std::ptrdiff_t pixel_stride,
+                       std::ptrdiff_t row_stride, std::size_t width, std::size_t height)
 {
     auto const* const bytes = static_cast<unsigned char const*>(first);
     if (pixel_stride == sizeof(Sample))
@@ -217,7 +217,8 @@ std::uint32_t load_bits(std::size_t sample_bytes, void const* sample)
     }
 }
 
-void gather_row(std::size_t sample_bytes, void const* source, std::ptrdiff_t stride, void* target, std::size_t count)
+void gather_row(std::size_t sample_bytes, void const* source, std::ptrdiff_t stride, void* target,
+                std::size_t count)
 {
     auto const* const bytes = static_cast<unsigned char const*>(source);
     if (stride == static_cast<std::ptrdiff_t>(sample_bytes)) {
@@ -255,9 +256,11 @@ bool samples_are(std::size_t sample_bytes, std::uint32_t bits, void const* first
         return true;
     switch (sample_bytes) {
     case 1:
-        return typed_samples_are(static_cast<std::uint8_t>(bits), first, pixel_stride, row_stride, width, height);
+        return typed_samples_are(static_cast<std::uint8_t>(bits), first, pixel_stride, row_stride, width,
+                                 height);
     case 2:
-        return typed_samples_are(static_cast<std::uint16_t>(bits), first, pixel_stride, row_stride, width, height);
+        return typed_samples_are(static_cast<std::uint16_t>(bits), first, pixel_stride, row_stride, width,
+                                 height);
     default:
         return typed_samples_are(bits, first, pixel_stride, row_stride, width, height);
     }

@@ -29,15 +29,16 @@ std::uint32_t bits_from_float(SampleKind kind, float value);
 std::uint32_t load_bits(std::size_t sample_bytes, void const* sample);
 
 /// Copies samples that lie `stride` bytes apart into a packed row.
-void gather_row(std::size_t sample_bytes, void const* source, std::ptrdiff_t stride, void* target, std::size_t count);
+void gather_row(std::size_t sample_bytes, void const* source, std::ptrdiff_t stride, void* target,
+                std::size_t count);
 void fill_row(std::size_t sample_bytes, std::uint32_t bits, void* target, std::size_t count);
 
 /// True if all `width` by `height` samples are `bits`.
 bool samples_are(std::size_t sample_bytes, std::uint32_t bits, void const* first, std::ptrdiff_t pixel_stride,
                  std::ptrdiff_t row_stride, std::size_t width, std::size_t height);
 
-/// Limits a packed row; NaN stays. Samples inside the limits keep their bits. Bounds are floats as `row_to_float`
-/// gives them. Returns true if a sample was changed.
+/// Limits a packed row; NaN stays. Samples inside the limits keep their bits. Bounds are floats as
+/// `row_to_float` gives them. Returns true if a sample was changed.
 bool clamp_row(SampleKind kind, void* row, std::size_t count, float low, float high);
 
 }  // namespace zv_host
