@@ -1,10 +1,12 @@
 #include <algorithm>
 #include <cstring>
 
+#include "host/image/band_rows.h"
 #include "host/image/image_map.h"
 #include "host/image/image_map_channel.h"
 #include "host/image/image_map_tile.h"
 #include "host/image/image_tile_factory.h"
+#include "host/image/sample_clamp.h"
 #include "host/image/sample_rows.h"
 
 namespace {
@@ -17,10 +19,10 @@ unsigned char const* sample_at(BandSource const& source, std::int64_t column, st
            row * source.row_stride;
 }
 
-bool samples_are(std::size_t sample_bytes, std::uint32_t bits, BandSource const& source, Bounds const& block)
+bool equal_samples(std::size_t sample_bytes, std::uint32_t bits, BandSource const& source,
+                   Bounds const& block)
 {
-    return zv_host::samples_are(sample_bytes, bits, source.first_sample, source.pixel_stride,
-                                source.row_stride, static_cast<std::size_t>(block.width()),
+    return zv_host::samples_are(sample_bytes, bits, source, static_cast<std::size_t>(block.width()),
                                 static_cast<std::size_t>(block.height()));
 }
 
@@ -101,7 +103,7 @@ bool ImageMapChannel::fill_block(ImageMapTile& tile, BandSource const& source, B
     std::uint32_t const bits = zv_host::load_bits(sample_bytes, source.first_sample);
     bool const whole = block == covered;
     bool const constant = tile.is_constant() && bits == tile.m_constant_bits;
-    if ((whole || constant) && samples_are(sample_bytes, bits, source, block)) {
+    if ((whole || constant) && equal_samples(sample_bytes, bits, source, block)) {
         if (!constant)
             tile.set_constant_bits(bits);
         return true;
