@@ -2,6 +2,7 @@
 
 #include <limits>
 
+#include "host/image/band_rows.h"
 #include "host/image/image_map.h"
 #include "host/image/image_map_channel.h"
 #include "host/image/image_tile_factory.h"
@@ -101,8 +102,8 @@ bool ImageMapTile::make_constant_if_equal()
         static_cast<std::size_t>(part.begin_x - tile.begin_x) * map.m_bit_depth;
     std::uint32_t const bits = zv_host::load_bits(map.m_bit_depth, first);
     auto const sample_stride = static_cast<std::ptrdiff_t>(map.m_bit_depth);
-    if (zv_host::samples_are(map.m_bit_depth, bits, first, sample_stride,
-                             (map.m_tile_size + 2) * sample_stride, static_cast<std::size_t>(part.width()),
+    BandSource const samples{first, sample_stride, (map.m_tile_size + 2) * sample_stride};
+    if (zv_host::samples_are(map.m_bit_depth, bits, samples, static_cast<std::size_t>(part.width()),
                              static_cast<std::size_t>(part.height()))) {
         set_constant_bits(bits);
         return true;
