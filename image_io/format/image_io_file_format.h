@@ -14,7 +14,7 @@
 class ZV_IMAGE_IO_EXPORT ImageIOFileFormat : public CoreBaseType {
 public:
     /// The formats offered for opening.
-    enum Load {
+    enum Load : int {
         LOAD_EXR = 0,
         LOAD_JPEG = 1,
         LOAD_BMP = 2,
@@ -26,7 +26,7 @@ public:
     };
 
     /// The formats offered for saving, with their sample size.
-    enum Save {
+    enum Save : int {
         SAVE_EXR16 = 0,
         SAVE_EXR32 = 1,
         SAVE_JPEG = 2,
@@ -41,7 +41,7 @@ public:
     };
 
     /// How OpenEXR files are compressed.
-    enum OpenExrCompressionMethod {
+    enum OpenExrCompressionMethod : int {
         COMPRESSION_DEFAULT = 0,  ///< the project's setting
         COMPRESSION_NONE = 1,
         COMPRESSION_RLE = 2,

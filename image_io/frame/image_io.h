@@ -20,7 +20,7 @@ struct ImageLoadReport;
 class ZV_IMAGE_IO_EXPORT ImageIO : public CoreBaseType {
 public:
     /// The result of every saving operation. Zero is success.
-    enum SavingStatus {
+    enum SavingStatus : int {
         SAVING_STATUS_SUCCESS = 0,
         SAVING_STATUS_NOTHING_TO_SAVE = 1,    ///< no channels, or a region without extent
         SAVING_STATUS_CANNOT_WRITE_FILE = 2,  ///< the file could not be created or opened
