@@ -91,15 +91,21 @@ TEST(ParserGroup, AnEntryMayHaveNoValue)
 TEST(ParserGroup, CommasBlanksAndEqualSignsStandBetween)
 {
     for (char const* text :
-         {"m 1 2 3", "m 1,2,3", "m = 1, 2, 3", "m=1,2 3", "m 1,\n2,  # more\n\n 3", "m\t1\r\n ; m 9"}) {
+         {"m 1 2 3", "m 1,2,3", "m = 1, 2, 3", "m=1,2 3", "m 1,\n2,  # more\n\n 3", "m\t1 2\r,3\r\n"}) {
         ParserGroup const group = parsed(text);
-        EXPECT_EQ(group.get_entry("m")->get_int(0), 1) << text;
-        if (std::string_view(text).find('9') == std::string_view::npos) {
-            EXPECT_EQ(group.get_entry_count(), 1u) << text;
-            EXPECT_EQ(group.get_entry("m")->get_value_count(), 3u) << text;
-            EXPECT_EQ(group.get_entry("m")->get_int(2), 3) << text;
-        }
+        ASSERT_EQ(group.get_entry_count(), 1u) << text;
+        ParserEntry const& entry = *group.get_entry("m");
+        ASSERT_EQ(entry.get_value_count(), 3u) << text;
+        for (unsigned int i = 0; i < 3; ++i)
+            EXPECT_EQ(entry.get_int(i), static_cast<int>(i + 1)) << text;
     }
+}
+
+TEST(ParserGroup, ASemicolonOrTheEndOfALineEndsAnEntry)
+{
+    for (char const* text :
+         {"a 1; b 2", "a 1\nb 2", "a 1 # one\nb 2 # two", "a 1\r\n\r\nb 2\r\n", "a 1;;\n;b 2;"})
+        EXPECT_EQ(names_of(parsed(text)), (Names{"a", "b"})) << text;
 }
 
 TEST(ParserGroup, NamesTakeManyBytes)
@@ -115,7 +121,7 @@ TEST(ParserGroup, NamesTakeManyBytes)
 
 TEST(ParserGroup, GroupsNest)
 {
-    ParserGroup const group = parsed(R"(
+    ParserGroup const group = parsed(R"text(
 # Resolutions of the show
 Film_scans {
     full {
@@ -123,29 +129,27 @@ Film_scans {
         aspect_ratio 1.0
         width 4096      # pixels
         height 3112
+    }
+    "half scan" { width 2048; height 1556 }
+    none {}
 }
-"half scan"
+Empty
 {
-    width 2048;
-    height 1556
 }
-none {}
-}
-Empty {}
 plain 5
-)");
+)text");
 
     EXPECT_EQ(names_of(group), (Names{"Film_scans", "Empty", "plain"}));
-ParserGroup const& film = *group.get_entry("Film_scans")->get_group();
-EXPECT_EQ(names_of(film), (Names{"full", "half scan", "none"}));
-ParserGroup const& full = *film.get_entry("full")->get_group();
-EXPECT_EQ(full.get_entry("display_name")->get_string(), "Full scan (4096x3112)");
-EXPECT_EQ(full.get_entry("aspect_ratio")->get_double(), 1.0);
-EXPECT_EQ(full.get_entry("width")->get_int(), 4096);
-EXPECT_EQ(film.get_entry("half scan")->get_group()->get_entry("height")->get_int(), 1556);
-EXPECT_EQ(film.get_entry("none")->get_group()->get_entry_count(), 0u);
-EXPECT_TRUE(group.get_entry("Empty")->is_value_group(0));
-EXPECT_FALSE(group.get_entry("plain")->is_value_group(0));
+    ParserGroup const& film = *group.get_entry("Film_scans")->get_group();
+    EXPECT_EQ(names_of(film), (Names{"full", "half scan", "none"}));
+    ParserGroup const& full = *film.get_entry("full")->get_group();
+    EXPECT_EQ(full.get_entry("display_name")->get_string(), "Full scan (4096x3112)");
+    EXPECT_EQ(full.get_entry("aspect_ratio")->get_double(), 1.0);
+    EXPECT_EQ(full.get_entry("width")->get_int(), 4096);
+    EXPECT_EQ(film.get_entry("half scan")->get_group()->get_entry("height")->get_int(), 1556);
+    EXPECT_EQ(film.get_entry("none")->get_group()->get_entry_count(), 0u);
+    EXPECT_TRUE(group.get_entry("Empty")->is_value_group(0));
+    EXPECT_FALSE(group.get_entry("plain")->is_value_group(0));
 }
 
 TEST(ParserGroup, ValuesMayFollowAGroup)
