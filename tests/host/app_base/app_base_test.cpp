@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <thread>
 #include <vector>
 
@@ -18,7 +19,7 @@ public:
         ++alive;
     }
     ~CountedBar() override { --alive; }
-    inline static int alive = 0;
+    inline static std::atomic<int> alive = 0;
 };
 
 class CountingApp : public AppBase {
