@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <climits>
+#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
@@ -94,6 +95,18 @@ TEST(CoreString, AppendsZeroBytes)
 
     EXPECT_EQ(text.get_count(), 3u);
     EXPECT_EQ(text.m_data[3], '\0');
+}
+
+TEST(CoreString, RefusesATextThat32BitsCannotCount)
+{
+    CoreString text("kept");
+    // The bytes are never looked at: the length alone is refused.
+    std::string_view const huge(text.get_data(), 0xFFFFFFFFu);
+
+    EXPECT_THROW(CoreString{huge}, std::length_error);
+    EXPECT_THROW(text += huge, std::length_error);
+    EXPECT_THROW(text += huge.substr(0, 0xFFFFFFFBu), std::length_error);
+    EXPECT_EQ(text, "kept");
 }
 
 TEST(CoreString, DoublesItsCapacityAsItGrows)
