@@ -34,13 +34,13 @@ public:
     CoreClassInfo const& get_class_info() const override;
     static CoreClassInfo const& class_info();
 
-    MapRecord* m_map = nullptr;            ///< null until `create_image`
+    MapRecord* m_map = nullptr;            ///< null until `create_image` or `set_canvas`
     ImageMapPyramid* m_pyramid = nullptr;  ///< never null
     CoreHashTable<CoreString, CoreArray<CoreVariant>> m_meta_data;
 
-    /// Gives the map these properties. A region also creates the colour channels of `depth` with their tiles,
-    /// all zero, and becomes both windows; null leaves the map without channels. False for a tile size below
-    /// 1 or a region without area.
+    /// Gives the map these properties and forgets what it held. A region also creates the colour channels of
+    /// `depth` with their tiles, all zero, and becomes both windows; null leaves the map without channels.
+    /// False for a tile size below 1 or a region without area, and the map as it was.
     bool create_image(GMathVec4<int> const* region, ImagePixel::Depth const& depth,
                       ImagePixel::BitDepth const& bit_depth, ImagePixel::BitType const& bit_type,
                       int const& tile_size);
@@ -64,8 +64,9 @@ public:
     [[nodiscard]] bool is_finalized() const { return m_finalized; }
 
 private:
-    std::unique_ptr<ImageMap> m_image;
+    // Before the map, whose channels may ask it.
     std::unique_ptr<ImageMapPyramid> m_own_pyramid;
+    std::unique_ptr<ImageMap> m_image;
     MapRecord m_record;
     GMathVec4<int> m_display_window;
     GMathVec4<int> m_data_window;

@@ -58,7 +58,7 @@ public:
     /// The first channel of that exact name, or null.
     ImageMapChannel* get_channel_by_name(CoreString const& name) const;
     [[nodiscard]] unsigned int const& get_channel_count() const;
-    /// Red, green, blue, alpha, luminance, those that exist, in the place of what `out` held.
+    /// Luminance, red, green, blue, alpha, those that exist, in the place of what `out` held.
     void get_rgba_channels(CoreVector<ImageMapChannel*>* out) const;
 
     /// Creates the tiles of all channels over the region: constant 0, without buffers. `true` also gives each

@@ -1,9 +1,11 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <span>
 
 #include "host/core/core_string.h"
 #include "host/core/core_vector.h"
@@ -11,6 +13,11 @@
 #include "host/image/band_source.h"
 #include "host/image/image_map_tile_handle.h"
 #include "host/image/image_pixel.h"
+#include "host/image/region.h"
+
+namespace zv_host {
+enum class SampleKind;
+}
 
 class ImageEvalContext;
 class ImageMap;
@@ -67,7 +74,7 @@ public:
     [[nodiscard]] ImageMapTile* find_tile(int tile_x, int tile_y) const;
 
     /// The part of the tile that lies inside the region of the channel.
-    [[nodiscard]] GMathVec4<int> get_covered_part(ImageMapTile const& tile) const;
+    [[nodiscard]] zv_host::Bounds get_covered_part(ImageMapTile const& tile) const;
 
     /// Makes the channel a lazily computed one; its tiles are asked for one by one. Null makes it a stored
     /// one.
@@ -127,18 +134,44 @@ public:
                              unsigned int plane_length, ImagePixel::RepeatMode const& u,
                              ImagePixel::RepeatMode const& v) const;
 
+    /// The sample of a pixel as bits, not evaluated; 0 outside the region.
+    [[nodiscard]] std::uint32_t get_bits(std::int64_t x, std::int64_t y) const;
+    /// The sample at any pixel as bits, evaluated, past the region's edges as the repeat modes of the
+    /// canvas's pyramid tell.
+    [[nodiscard]] std::uint32_t get_repeated_bits(std::int64_t x, std::int64_t y) const;
+
 private:
     friend class ImageMap;
+    friend class ImageMapTile;
+    friend class ImageProcess;
 
+    [[nodiscard]] ImageMapTile* find_pixel_tile(std::int64_t x, std::int64_t y) const;
     void evaluate(ImageMapTile& tile, ImageEvalContext* context) const;
-    void read_region(ImageEvalContext* context, GMathVec4<int> const& region, float* out,
-                     std::size_t out_stride) const;
-    bool fill_block(ImageMapTile& tile, BandSource const& source, GMathVec4<int> const& block);
+    /// Reads a region as floats into rows that are `row_length` floats apart; 0 outside the channel's region.
+    void read_region(ImageEvalContext* context, zv_host::Bounds const& bounds, float* out,
+                     std::size_t row_length) const;
+    void read_repeated(ImageEvalContext& context, zv_host::Bounds const& bounds, std::span<float> out,
+                       ImagePixel::RepeatMode u, ImagePixel::RepeatMode v) const;
+    void read_tile(ImageMapTile const& tile, zv_host::Bounds const& part, float* out,
+                   std::size_t row_length) const;
+    /// Writes one tile's share of a band that lies over `source_bounds`; nothing outside the channel's grid.
+    bool fill_tile(int tile_x, int tile_y, BandSource const& source, zv_host::Bounds const& source_bounds);
+    /// Writes a block that begins at the source's first sample; `block` lies inside the covered part of the
+    /// tile.
+    bool fill_block(ImageMapTile& tile, BandSource const& source, zv_host::Bounds const& block);
+    void clamp_tile(ImageMapTile& tile, zv_host::SampleKind kind, zv_host::Bounds const& bounds, float low,
+                    float high);
+    bool copy_tile(ImageMapTile& tile, ImageMapTile& source, zv_host::Bounds const& bounds);
 
+    zv_host::Bounds m_bounds;  ///< the region, empty without tiles
     GMathVec4<int> m_region;
-    GMathVec4<int> m_grid;  ///< first tile column and row, columns, rows
+    int m_first_tile_x = 0;
+    int m_first_tile_y = 0;
+    int m_tile_columns = 0;
+    int m_tile_rows = 0;
     std::unique_ptr<ImageMapTile[]> m_tiles;
     unsigned int m_tile_count = 0;
     Evaluator m_evaluator;
-    mutable std::recursive_mutex m_evaluation;
+    /// Held while a tile is evaluated or gets its apron, which may ask for other tiles.
+    mutable std::recursive_mutex m_lock;
 };

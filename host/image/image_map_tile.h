@@ -77,8 +77,10 @@ private:
     friend class ImageMapChannel;
     friend class ImageTileFactory;
 
-    float m_constant = 0.0f;
+    void fill_apron();
+
     std::uint32_t m_constant_bits = 0;
+    bool m_equality_known = false;  ///< the samples were looked at and differ
     std::atomic<bool> m_apron_ready{false};
     std::atomic<bool> m_evaluated{false};
 };

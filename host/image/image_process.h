@@ -45,4 +45,7 @@ public:
     /// callback.
     ///          A callback that answers false does not fail the pass.
     static bool apply(ImageMap& map, InPlaceProcessParameters parameters, bool single_thread, AppBase* app);
+
+private:
+    class Pass;
 };

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <mutex>
 #include <unordered_map>
@@ -22,8 +23,20 @@ public:
         std::size_t peak_bytes_in_use = 0;
     };
 
-    /// Null until `init`; never destroyed, because tiles may outlive every static.
-    static ImageTileFactory* s_factory;
+    /// A pointer that may be looked at while another thread sets it.
+    class Pointer {
+    public:
+        constexpr Pointer() = default;
+        operator ImageTileFactory*() const { return m_factory.load(std::memory_order_acquire); }
+        ImageTileFactory* operator->() const { return *this; }
+
+    private:
+        friend class ImageTileFactory;
+        std::atomic<ImageTileFactory*> m_factory{nullptr};
+    };
+
+    /// Null until `init`. The factory is never destroyed, because tiles may outlive every static.
+    static Pointer s_factory;
     /// Makes the factory; again: nothing. Safe from several threads.
     static void init();
     /// The factory, made if need be.
@@ -39,13 +52,17 @@ public:
     void free_unused_tiles(bool trim_heap);
 
     [[nodiscard]] Statistics get_statistics() const;
-    /// Bytes in use and kept above which buffers are refused; 0 (the default) is no limit.
+    /// Bytes in use above which buffers are refused; 0 (the default) is no limit. Kept ones make room first.
     void set_memory_limit(std::size_t bytes);
 
 private:
     ImageTileFactory() = default;
 
     unsigned char* take(std::size_t bytes, bool clear);
+    unsigned char* take_kept(std::size_t bytes);
+    bool reserve_fresh(std::size_t bytes);
+    void count_use(std::size_t bytes);
+    void cancel_use(std::size_t bytes);
     void give_back(unsigned char* buffer, std::size_t bytes) noexcept;
 
     mutable std::mutex m_mutex;

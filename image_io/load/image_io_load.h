@@ -23,7 +23,7 @@ class OfApp;
 class ZV_IMAGE_IO_EXPORT ImageIOLoad : public CoreBaseType {
 public:
     static CoreClassInfo const& class_info();
-    CoreClassInfo const& get_class_info() const override;
+    CoreClassInfo const& get_class_info() const;
     /// Frees `object`, whatever `flag` says, and gives true.
     static bool ___class_destructor__(void* object, bool const& flag);
 

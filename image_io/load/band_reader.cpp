@@ -1,0 +1,141 @@
+#include "image_io/load/band_reader.h"
+
+#include <OpenImageIO/imageio.h>
+
+#include <algorithm>
+#include <new>
+#include <string_view>
+
+#include "image_io/load/guarded_read.h"
+#include "image_io/pixels/window.h"
+
+namespace zv_image_io {
+
+namespace {
+
+/// Readers that decode from the first line on whenever they are asked for an earlier one or after an error.
+bool starts_from_the_top(std::string_view format_name)
+{
+    static constexpr std::string_view kNames[] = {"png", "jpeg", "hdr", "zfile"};
+    return std::find(std::begin(kNames), std::end(kNames), format_name) != std::end(kNames);
+}
+
+std::size_t checked(std::optional<std::size_t> size)
+{
+    if (!size)
+        throw std::bad_alloc();
+    return *size;
+}
+
+}  // namespace
+
+BandReader::BandReader(OIIO::ImageInput& input, OIIO::ImageSpec const& spec, ChannelRange range,
+                       ImageLoadReport& report)
+    : m_input(input)
+    , m_spec(spec)
+    , m_report(report)
+    , m_range(range)
+    , m_lines_per_band(zv_image_io::lines_per_band(spec, range))
+    , m_sample_bytes(spec.format.size())
+    , m_pixel_bytes(checked(size_product(m_sample_bytes, std::size_t(range.count()))))
+    , m_row_bytes(checked(size_product(m_pixel_bytes, std::size_t(spec.width))))
+    , m_keeps_channels_apart(spec.get_string_attribute("planarconfig") == "separate")
+    , m_starts_from_the_top(starts_from_the_top(input.format_name()))
+    , m_band(checked(size_product(m_row_bytes, std::size_t(m_lines_per_band))))
+    , m_lost(checked(size_product(std::size_t(range.count()), std::size_t(m_lines_per_band))))
+    , m_failures(std::size_t(range.count()))
+{
+}
+
+std::byte* BandReader::samples(int line, int channel)
+{
+    return m_band.data() + std::size_t(line) * m_row_bytes + index(channel) * m_sample_bytes;
+}
+
+bool BandReader::is_lost(int line, int channel) const
+{
+    return m_lost[std::size_t(line) * m_failures.size() + index(channel)] != 0;
+}
+
+void BandReader::read(int begin_y)
+{
+    m_begin_y = begin_y;
+    m_line_count = static_cast<int>(
+        std::min<std::int64_t>(m_lines_per_band, std::int64_t(m_spec.y) + m_spec.height - begin_y));
+    if (m_has_losses)
+        std::fill(m_lost.begin(), m_lost.end(), char(0));
+    m_has_losses = false;
+
+    CoreString error;
+    if (m_is_exhausted) {
+        for (int line = 0; line < m_line_count; ++line)
+            lose(line, m_range, error);
+    } else if (!ask(begin_y, m_line_count, m_range, error)) {
+        rescue(error);
+    }
+}
+
+bool BandReader::ask(int begin_y, int line_count, ChannelRange channels, CoreString& error)
+{
+    std::byte* const into = samples(begin_y - m_begin_y, channels.begin);
+    ReadResult result = guarded_read(m_input, m_report, [&] {
+        return m_input.read_scanlines(0, 0, begin_y, begin_y + line_count, 0, channels.begin, channels.end,
+                                      m_spec.format, into, OIIO::stride_t(m_pixel_bytes), OIIO::stride_t(m_row_bytes));
+    });
+    if (!result.good)
+        error = result.error;
+    return result.good;
+}
+
+void BandReader::rescue(CoreString const& error)
+{
+    if (m_line_count == 1) {
+        rescue_line(0, error);
+    } else {
+        for (int line = 0; line < m_line_count; ++line) {
+            CoreString line_error;
+            if (m_is_exhausted)
+                lose(line, m_range, error);
+            else if (!ask(m_begin_y + line, 1, m_range, line_error))
+                rescue_line(line, error);
+        }
+    }
+    // Nothing is missing after all, but each channel met the failed read.
+    if (!m_has_losses)
+        for (int channel = m_range.begin; channel < m_range.end; ++channel)
+            note_failure(channel, error);
+}
+
+void BandReader::rescue_line(int line, CoreString const& error)
+{
+    m_is_exhausted = m_starts_from_the_top;
+    if (!m_keeps_channels_apart || m_is_exhausted || m_range.count() == 1) {
+        lose(line, m_range, error);
+        return;
+    }
+    for (int channel = m_range.begin; channel < m_range.end; ++channel) {
+        CoreString channel_error;
+        if (!ask(m_begin_y + line, 1, {channel, channel + 1}, channel_error))
+            lose(line, {channel, channel + 1}, error);
+    }
+}
+
+void BandReader::lose(int line, ChannelRange channels, CoreString const& error)
+{
+    m_has_losses = true;
+    for (int channel = channels.begin; channel < channels.end; ++channel) {
+        m_lost[std::size_t(line) * m_failures.size() + index(channel)] = 1;
+        note_failure(channel, error);
+    }
+}
+
+void BandReader::note_failure(int channel, CoreString const& error)
+{
+    Failure& failure = m_failures[index(channel)];
+    if (failure.failed)
+        return;
+    failure.failed = true;
+    failure.error = error;
+}
+
+}  // namespace zv_image_io

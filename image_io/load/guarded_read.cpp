@@ -1,0 +1,28 @@
+#include "image_io/load/guarded_read.h"
+
+namespace zv_image_io {
+
+namespace {
+
+// A hostile file can give a new text for each of its rows.
+constexpr unsigned int kMostErrors = 64;
+
+}  // namespace
+
+void note_error(ImageLoadReport& report, CoreString const& text)
+{
+    bool const is_new = report.errors.find_index(text) == CoreString::kNotFound;
+    if (!text.is_empty() && is_new && report.errors.get_count() < kMostErrors)
+        report.errors.add(text);
+}
+
+ReadResult finish_read(OIIO::ImageInput& input, bool good, char const* exception_text, ImageLoadReport& report)
+{
+    CoreString text(std::string_view(input.geterror()));
+    if (text.is_empty())
+        text = exception_text;
+    note_error(report, text);
+    return {good, text};
+}
+
+}  // namespace zv_image_io

@@ -1,0 +1,38 @@
+#pragma once
+
+#include <OpenImageIO/imageio.h>
+
+#include <exception>
+
+#include "host/core/core_string.h"
+#include "image_io/load/image_load_report.h"
+
+namespace zv_image_io {
+
+/// Keeps a reader's text for the report: each once, none that is empty, and only so many of them.
+void note_error(ImageLoadReport& report, CoreString const& text);
+
+/// What came of one read. `error` is the reader's text, or that of an exception if the reader has none.
+struct ReadResult {
+    bool good;
+    CoreString error;
+};
+
+/// Takes the text that the reader left behind, notes it in the report and joins it to the outcome of the read.
+ReadResult finish_read(OIIO::ImageInput& input, bool good, char const* exception_text, ImageLoadReport& report);
+
+/// Runs `read()`, one read of the file library that gives a bool. What it throws is a failed read: broken headers make
+/// the libraries throw std::bad_alloc among others. A text that stays behind after a good read is noted, too.
+template <class Read>
+ReadResult guarded_read(OIIO::ImageInput& input, ImageLoadReport& report, Read&& read)
+{
+    try {
+        return finish_read(input, read(), "", report);
+    } catch (std::exception const& exception) {
+        return finish_read(input, false, exception.what(), report);
+    } catch (...) {
+        return finish_read(input, false, "unknown exception", report);
+    }
+}
+
+}  // namespace zv_image_io

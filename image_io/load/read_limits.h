@@ -1,0 +1,14 @@
+#pragma once
+
+#include "host/core/core_string.h"
+#include "image_io/frame/library_names.h"
+
+namespace zv_image_io {
+
+/// Why a picture is refused before its pixels are asked for; empty if it is not.
+///
+/// Refused are more channels than OpenImageIO's attribute "limits:channels", pictures or tiles above
+/// "limits:imagesize_MB", and windows that reach out of the int range. A limit of 0 is none.
+CoreString refusal(OIIO::ImageSpec const& spec);
+
+}  // namespace zv_image_io
