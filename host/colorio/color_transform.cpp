@@ -3,6 +3,10 @@
 #include <algorithm>
 #include <array>
 
+#if defined(__SSE__)
+#include <xmmintrin.h>
+#endif
+
 namespace {
 
 namespace OCIO = OCIO_NAMESPACE;
@@ -20,18 +24,59 @@ void apply(OCIO::CPUProcessor const& processor, PackedBlock& block, std::size_t 
     processor.apply(description);
 }
 
-void pack_plane(float const* plane, std::size_t count, float* target)
+void pack_plane(float const* plane, std::size_t begin, std::size_t end, float* target)
 {
-    for (std::size_t i = 0; i < count; ++i)
+    for (std::size_t i = begin; i < end; ++i)
         target[i * 4] = plane != nullptr ? plane[i] : 0.0f;
 }
 
-void unpack_plane(float const* source, std::size_t count, float* plane)
+void unpack_plane(float const* source, std::size_t begin, std::size_t end, float* plane)
 {
-    if (plane == nullptr)
-        return;
-    for (std::size_t i = 0; i < count; ++i)
+    for (std::size_t i = begin; plane != nullptr && i < end; ++i)
         plane[i] = source[i * 4];
+}
+
+/// Four pixels at a time, as far as that goes, where all planes are there; the number of pixels done.
+std::size_t pack_quads(float const* red, float const* green, float const* blue, float const* alpha,
+                       std::size_t count, float* rgba)
+{
+    std::size_t i = 0;
+#if defined(__SSE__)
+    for (; red && green && blue && alpha && i + 4 <= count; i += 4) {
+        __m128 r = _mm_loadu_ps(red + i);
+        __m128 g = _mm_loadu_ps(green + i);
+        __m128 b = _mm_loadu_ps(blue + i);
+        __m128 a = _mm_loadu_ps(alpha + i);
+        _MM_TRANSPOSE4_PS(r, g, b, a);
+        _mm_store_ps(rgba + i * 4, r);
+        _mm_store_ps(rgba + i * 4 + 4, g);
+        _mm_store_ps(rgba + i * 4 + 8, b);
+        _mm_store_ps(rgba + i * 4 + 12, a);
+    }
+#else
+    (void)red, (void)green, (void)blue, (void)alpha, (void)count, (void)rgba;
+#endif
+    return i;
+}
+
+std::size_t unpack_quads(float const* rgba, std::size_t count, float* red, float* green, float* blue)
+{
+    std::size_t i = 0;
+#if defined(__SSE__)
+    for (; red && green && blue && i + 4 <= count; i += 4) {
+        __m128 r = _mm_load_ps(rgba + i * 4);
+        __m128 g = _mm_load_ps(rgba + i * 4 + 4);
+        __m128 b = _mm_load_ps(rgba + i * 4 + 8);
+        __m128 a = _mm_load_ps(rgba + i * 4 + 12);
+        _MM_TRANSPOSE4_PS(r, g, b, a);
+        _mm_storeu_ps(red + i, r);
+        _mm_storeu_ps(green + i, g);
+        _mm_storeu_ps(blue + i, b);
+    }
+#else
+    (void)rgba, (void)count, (void)red, (void)green, (void)blue;
+#endif
+    return i;
 }
 
 // Grey goes to all three colours; of five channels and more the fourth is alpha.
@@ -82,19 +127,21 @@ bool ColorTransform::convert_planar(float* red, float* green, float* blue, float
 try {
     PackedBlock block;
     float* const rgba = block.rgba.data();
-    auto const from = [](float* plane, std::size_t first) {
+    auto const from = [](auto* plane, std::size_t first) {
         return plane != nullptr ? plane + first : nullptr;
     };
     for (std::size_t first = 0; first < pixel_count; first += kBlockPixels) {
         std::size_t const count = std::min(kBlockPixels, pixel_count - first);
-        pack_plane(from(red, first), count, rgba);
-        pack_plane(from(green, first), count, rgba + 1);
-        pack_plane(from(blue, first), count, rgba + 2);
-        pack_plane(alpha != nullptr ? alpha + first : nullptr, count, rgba + 3);
+        float* const planes[] = {from(red, first), from(green, first), from(blue, first)};
+        float const* const opacity = from(alpha, first);
+        std::size_t const packed = pack_quads(planes[0], planes[1], planes[2], opacity, count, rgba);
+        for (std::size_t c = 0; c < 3; ++c)
+            pack_plane(planes[c], packed, count, rgba + c);
+        pack_plane(opacity, packed, count, rgba + 3);
         apply(*m_processor, block, count);
-        unpack_plane(rgba, count, from(red, first));
-        unpack_plane(rgba + 1, count, from(green, first));
-        unpack_plane(rgba + 2, count, from(blue, first));
+        std::size_t const unpacked = unpack_quads(rgba, count, planes[0], planes[1], planes[2]);
+        for (std::size_t c = 0; c < 3; ++c)
+            unpack_plane(rgba + c, unpacked, count, planes[c]);
     }
     return true;
 } catch (...) {

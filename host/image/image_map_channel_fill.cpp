@@ -24,37 +24,32 @@ bool samples_are(std::size_t sample_bytes, std::uint32_t bits, BandSource const&
                                 static_cast<std::size_t>(block.height()));
 }
 
-/// Copies a block into a fresh buffer and clears all around it: the apron and what lies outside the region.
-void copy_into_fresh(ImageMapTile& tile, Bounds const& origin, BandSource const& source, Bounds const& block,
-                     std::size_t sample_bytes)
-{
-    auto const edge = static_cast<std::size_t>(origin.width()) + 2;
-    std::size_t const row_bytes = edge * sample_bytes;
-    std::size_t const left = static_cast<std::size_t>(block.begin_x - origin.begin_x + 1) * sample_bytes;
-    auto const width = static_cast<std::size_t>(block.width());
-    std::size_t const right = left + width * sample_bytes;
-    auto const first_row = static_cast<std::size_t>(block.begin_y - origin.begin_y + 1);
-    auto const height = static_cast<std::size_t>(block.height());
-    std::memset(tile.m_pixels, 0, first_row * row_bytes);
-    for (std::size_t row = 0; row < height; ++row) {
-        unsigned char* const target = tile.m_pixels + (first_row + row) * row_bytes;
-        std::memset(target, 0, left);
-        zv_host::gather_row(sample_bytes, sample_at(source, 0, static_cast<std::int64_t>(row)),
-                            source.pixel_stride, target + left, width);
-        std::memset(target + right, 0, row_bytes - right);
-    }
-    std::memset(tile.m_pixels + (first_row + height) * row_bytes, 0, (edge - first_row - height) * row_bytes);
-}
-
-void copy_into(ImageMapTile& tile, Bounds const& origin, BandSource const& source, Bounds const& block,
-               std::size_t sample_bytes)
+/// Clears what a block that goes into a fresh buffer leaves, but for the sample at each side of its rows: the rows above
+/// and below, and what lies outside the region in its own rows.
+void clear_around(unsigned char* buffer, Bounds const& origin, Bounds const& block, std::size_t sample_bytes)
 {
     std::size_t const row_bytes = (static_cast<std::size_t>(origin.width()) + 2) * sample_bytes;
-    unsigned char* target = tile.get_row(static_cast<int>(block.begin_y - origin.begin_y)) +
-                            static_cast<std::size_t>(block.begin_x - origin.begin_x) * sample_bytes;
-    for (std::int64_t row = 0; row < block.height(); ++row, target += row_bytes)
-        zv_host::gather_row(sample_bytes, sample_at(source, 0, row), source.pixel_stride, target,
-                            static_cast<std::size_t>(block.width()));
+    std::size_t const left = static_cast<std::size_t>(block.begin_x - origin.begin_x + 1) * sample_bytes;
+    std::size_t const right = static_cast<std::size_t>(origin.end_x - block.end_x + 1) * sample_bytes;
+    auto const first_row = static_cast<std::size_t>(block.begin_y - origin.begin_y + 1);
+    auto const end_row = static_cast<std::size_t>(block.end_y - origin.begin_y + 1);
+    std::memset(buffer, 0, first_row * row_bytes);
+    for (std::size_t row = first_row; left + right > 2 * sample_bytes && row < end_row; ++row) {
+        std::memset(buffer + row * row_bytes, 0, left);
+        std::memset(buffer + (row + 1) * row_bytes - right, 0, right);
+    }
+    std::memset(buffer + end_row * row_bytes, 0,
+                row_bytes * (static_cast<std::size_t>(origin.height()) + 2 - end_row));
+}
+
+void copy_block(ImageMapTile& tile, Bounds const& origin, BandSource const& source, Bounds const& block,
+                std::size_t sample_bytes, bool clear_sides)
+{
+    unsigned char* const target = tile.get_row(static_cast<int>(block.begin_y - origin.begin_y)) +
+                                  static_cast<std::size_t>(block.begin_x - origin.begin_x) * sample_bytes;
+    zv_host::gather_rows(sample_bytes, source, target, static_cast<std::size_t>(origin.width()) + 2,
+                         static_cast<std::size_t>(block.width()), static_cast<std::size_t>(block.height()),
+                         clear_sides);
 }
 
 }  // namespace
@@ -112,17 +107,17 @@ bool ImageMapChannel::fill_block(ImageMapTile& tile, BandSource const& source, B
         return true;
     }
     Bounds const origin = zv_host::tile_bounds(tile.m_tile_x, tile.m_tile_y, m_map->m_tile_size);
-    if (whole && tile.is_constant()) {
+    bool const fresh = whole && tile.is_constant();
+    if (fresh) {
         ImageTileFactory::get().allocate_tile_buffer(&tile, false);
         if (tile.m_pixels == nullptr)
             return false;
-        copy_into_fresh(tile, origin, source, block, sample_bytes);
-    } else {
-        if (!tile.allocate())
-            return false;
-        copy_into(tile, origin, source, block, sample_bytes);
-        tile.m_apron_ready.store(false, std::memory_order_relaxed);
+        clear_around(tile.m_pixels, origin, block, sample_bytes);
+    } else if (!tile.allocate()) {
+        return false;
     }
+    copy_block(tile, origin, source, block, sample_bytes, fresh);
+    tile.m_apron_ready.store(false, std::memory_order_relaxed);
     tile.m_equality_known = whole;
     // The last rows of a tile that came in parts: now its samples can be told to be equal.
     if (!whole && block.end_x == covered.end_x && block.end_y == covered.end_y)
@@ -160,7 +155,7 @@ void ImageMapChannel::clamp_tile(ImageMapTile& tile, zv_host::SampleKind kind, B
     Bounds const block = intersection(bounds, covered);
     if (tile.is_constant()) {
         std::uint32_t bits = tile.m_constant_bits;
-        if (!zv_host::clamp_row(kind, &bits, 1, low, high))
+        if (!zv_host::clamp_rows(kind, &bits, 1, 1, 1, low, high))
             return;
         if (block == covered) {
             tile.m_constant_bits = bits;
@@ -170,13 +165,12 @@ void ImageMapChannel::clamp_tile(ImageMapTile& tile, zv_host::SampleKind kind, B
             return;
     }
     Bounds const origin = zv_host::tile_bounds(tile.m_tile_x, tile.m_tile_y, m_map->m_tile_size);
-    std::size_t const row_bytes = (static_cast<std::size_t>(m_map->m_tile_size) + 2) * m_map->m_bit_depth;
-    unsigned char* row = tile.get_row(static_cast<int>(block.begin_y - origin.begin_y)) +
-                         static_cast<std::size_t>(block.begin_x - origin.begin_x) * m_map->m_bit_depth;
-    bool changed = false;
-    for (std::int64_t y = block.begin_y; y < block.end_y; ++y, row += row_bytes)
-        changed |= zv_host::clamp_row(kind, row, static_cast<std::size_t>(block.width()), low, high);
-    if (!changed)
+    unsigned char* const first =
+        tile.get_row(static_cast<int>(block.begin_y - origin.begin_y)) +
+        static_cast<std::size_t>(block.begin_x - origin.begin_x) * m_map->m_bit_depth;
+    if (!zv_host::clamp_rows(kind, first, static_cast<std::size_t>(m_map->m_tile_size) + 2,
+                             static_cast<std::size_t>(block.width()),
+                             static_cast<std::size_t>(block.height()), low, high))
         return;
     tile.m_apron_ready.store(false, std::memory_order_relaxed);
     tile.make_constant_if_equal();

@@ -3,7 +3,6 @@
 #include "host/image/half_rows.h"
 
 #include <algorithm>
-#include <array>
 #include <bit>
 #include <cstring>
 #include <limits>
@@ -56,27 +55,77 @@ Sample load(void const* address)
     return sample;
 }
 
+// A stride that the compiler knows becomes loads of whole vectors and shuffles.
+template <class Sample, std::size_t Channels>
+void gather_pixels(unsigned char const* source, Sample* target, std::size_t count)
+{
+    for (std::size_t i = 0; i < count; ++i)
+        target[i] = load<Sample>(source + i * Channels * sizeof(Sample));
+}
+
 template <class Sample>
 void gather(unsigned char const* source, std::ptrdiff_t stride, Sample* target, std::size_t count)
 {
+    constexpr auto kBytes = static_cast<std::ptrdiff_t>(sizeof(Sample));
+    if (stride == 4 * kBytes)
+        return gather_pixels<Sample, 4>(source, target, count);
+    if (stride == 3 * kBytes)
+        return gather_pixels<Sample, 3>(source, target, count);
+    if (stride == kBytes)
+        return gather_pixels<Sample, 1>(source, target, count);
     for (std::size_t i = 0; i < count; ++i)
         target[i] = load<Sample>(source + static_cast<std::ptrdiff_t>(i) * stride);
+}
+
+// Rows of a tile of 64 are what nearly all pictures are made of: a known count spares a call a row. The samples at
+// the sides are cleared here, because the row's cache lines are at hand.
+template <class Sample>
+void gather_block(BandSource const& source, Sample* target, std::size_t target_stride, std::size_t width,
+                  std::size_t height, bool clear_sides)
+{
+    auto const* samples = static_cast<unsigned char const*>(source.first_sample);
+    for (std::size_t row = 0; row < height; ++row, samples += source.row_stride, target += target_stride) {
+        gather(samples, source.pixel_stride, target, width == 64 ? 64 : width);
+        if (clear_sides) {
+            target[-1] = 0;
+            target[width] = 0;
+        }
+    }
+}
+
+template <class Sample, class At>
+bool row_is(Sample value, std::size_t count, At const& at)
+{
+    if (at(0) != value || at(count - 1) != value)
+        return false;
+    Sample differences = 0;
+    for (std::size_t i = 0; i < count; ++i)
+        differences |= static_cast<Sample>(at(i) ^ value);
+    return differences == 0;
+}
+
+template <class Sample>
+bool strided_row_is(Sample value, unsigned char const* samples, std::ptrdiff_t stride, std::size_t count)
+{
+    constexpr auto kBytes = static_cast<std::ptrdiff_t>(sizeof(Sample));
+    if (stride == 4 * kBytes)
+        return row_is(value, count,
+                      [=](std::size_t i) { return load<Sample>(samples + i * 4 * sizeof(Sample)); });
+    if (stride == 3 * kBytes)
+        return row_is(value, count,
+                      [=](std::size_t i) { return load<Sample>(samples + i * 3 * sizeof(Sample)); });
+    return row_is(value, count, [=](std::size_t i) {
+        return load<Sample>(samples + static_cast<std::ptrdiff_t>(i) * stride);
+    });
 }
 
 template <class Sample>
 bool strided_samples_are(Sample value, unsigned char const* first, std::ptrdiff_t pixel_stride,
                          std::ptrdiff_t row_stride, std::size_t width, std::size_t height)
 {
-    for (std::size_t row = 0; row < height; ++row) {
-        unsigned char const* const samples = first + static_cast<std::ptrdiff_t>(row) * row_stride;
-        if (load<Sample>(samples) != value)
+    for (std::size_t row = 0; row < height; ++row, first += row_stride)
+        if (!strided_row_is(value, first, pixel_stride, width == 64 ? 64 : width))
             return false;
-        Sample differences = 0;
-        for (std::size_t i = 1; i < width; ++i)
-            differences |= load<Sample>(samples + static_cast<std::ptrdiff_t>(i) * pixel_stride) ^ value;
-        if (differences != 0)
-            return false;
-    }
     return true;
 }
 
@@ -104,41 +153,97 @@ bool typed_samples_are(Sample value, void const* first, std::ptrdiff_t pixel_str
     return strided_samples_are(value, bytes, pixel_stride, row_stride, width, height);
 }
 
+// Most rows have nothing to limit: they are looked at first, and not written.
 template <class Sample>
-bool clamp_packed(Sample* row, std::size_t count, Sample low, Sample high)
+bool clamp_row(Sample* row, std::size_t count, Sample low, Sample high)
+{
+    int outside = 0;
+    for (std::size_t i = 0; i < count; ++i)
+        outside |= static_cast<int>(row[i] < low) | static_cast<int>(row[i] > high);
+    if (outside == 0)
+        return false;
+    for (std::size_t i = 0; i < count; ++i) {
+        // Written as two comparisons, so that a NaN passes.
+        Sample const raised = row[i] < low ? low : row[i];
+        row[i] = raised > high ? high : raised;
+    }
+    return true;
+}
+
+/// Bounds of halves, with a quick look at rows that have nothing to limit.
+class HalfClamp {
+public:
+    HalfClamp(float low, float high)
+        : m_low(low)
+        , m_high(high)
+        , m_low_bits(static_cast<std::uint16_t>(bits_from_float(SampleKind::HALF, low)))
+        , m_high_bits(static_cast<std::uint16_t>(bits_from_float(SampleKind::HALF, high)))
+        , m_exact(bits_to_float(SampleKind::HALF, m_low_bits) == low &&
+                  bits_to_float(SampleKind::HALF, m_high_bits) == high)
+    {
+    }
+
+    bool operator()(std::uint16_t* row, std::size_t count) const
+    {
+        if (m_exact && is_within(row, count))
+            return false;
+        bool changed = false;
+        for (std::size_t i = 0; i < count; ++i) {
+            float const value = bits_to_float(SampleKind::HALF, row[i]);
+            bool const below = value < m_low;
+            bool const above = value > m_high;
+            row[i] = below ? m_low_bits : above ? m_high_bits : row[i];
+            changed |= below || above;
+        }
+        return changed;
+    }
+
+private:
+    /// Halves in the order of their values as integers; NaNs lie past the infinities.
+    static std::int16_t order(std::uint16_t bits)
+    {
+        auto const sample = static_cast<std::int16_t>(bits);
+        return static_cast<std::int16_t>(sample ^ ((sample >> 15) & 0x7fff));
+    }
+
+    /// False for NaNs and for a zero of the other sign too, which the comparison of floats then lets pass.
+    bool is_within(std::uint16_t const* row, std::size_t count) const
+    {
+        std::int16_t const low = order(m_low_bits);
+        std::int16_t const high = order(m_high_bits);
+        std::int16_t least = high;
+        std::int16_t most = low;
+        for (std::size_t i = 0; i < count; ++i) {
+            std::int16_t const place = order(row[i]);
+            least = std::min(least, place);
+            most = std::max(most, place);
+        }
+        return least >= low && most <= high;
+    }
+
+    float m_low, m_high;
+    std::uint16_t m_low_bits, m_high_bits;
+    bool m_exact;
+};
+
+template <class Sample, class Clamp>
+bool clamp_typed(void* first, std::size_t row_stride, std::size_t width, std::size_t height,
+                 Clamp const& clamp)
 {
     bool changed = false;
-    for (std::size_t i = 0; i < count; ++i) {
-        Sample const sample = row[i];
-        // Written as two comparisons, so that a NaN passes.
-        Sample const raised = sample < low ? low : sample;
-        Sample const result = raised > high ? high : raised;
-        changed |= (sample < low) | (raised > high);
-        row[i] = result;
-    }
+    auto* row = static_cast<Sample*>(first);
+    for (std::size_t y = 0; y < height; ++y, row += row_stride)
+        changed |= clamp(row, width);
     return changed;
 }
 
-// Halves are looked at as floats, and only the samples outside are written: the others keep their bits.
-bool clamp_halves(std::uint16_t* row, std::size_t count, float low, float high)
+template <class Sample>
+bool clamp_plain(void* first, std::size_t row_stride, std::size_t width, std::size_t height, Sample low,
+                 Sample high)
 {
-    auto const low_bits = static_cast<std::uint16_t>(bits_from_float(SampleKind::HALF, low));
-    auto const high_bits = static_cast<std::uint16_t>(bits_from_float(SampleKind::HALF, high));
-    std::array<float, 256> values;
-    bool changed = false;
-    for (std::size_t first = 0; first < count; first += values.size()) {
-        std::size_t const length = std::min(values.size(), count - first);
-        half_row_to_float(row + first, values.data(), length);
-        int outside = 0;
-        for (std::size_t i = 0; i < length; ++i)
-            outside |= static_cast<int>(values[i] < low) | static_cast<int>(values[i] > high);
-        if (outside == 0)
-            continue;
-        changed = true;
-        for (std::size_t i = 0; i < length; ++i)
-            row[first + i] = values[i] < low ? low_bits : values[i] > high ? high_bits : row[first + i];
-    }
-    return changed;
+    return clamp_typed<Sample>(first, row_stride, width, height, [=](Sample* row, std::size_t count) {
+        return clamp_row(row, count == 64 ? 64 : count, low, high);
+    });
 }
 
 }  // namespace
@@ -217,21 +322,19 @@ std::uint32_t load_bits(std::size_t sample_bytes, void const* sample)
     }
 }
 
-void gather_row(std::size_t sample_bytes, void const* source, std::ptrdiff_t stride, void* target,
-                std::size_t count)
+void gather_rows(std::size_t sample_bytes, BandSource const& source, void* target, std::size_t target_stride,
+                 std::size_t width, std::size_t height, bool clear_sides)
 {
-    auto const* const bytes = static_cast<unsigned char const*>(source);
-    if (stride == static_cast<std::ptrdiff_t>(sample_bytes)) {
-        std::memcpy(target, source, count * sample_bytes);
-        return;
-    }
     switch (sample_bytes) {
     case 1:
-        return gather(bytes, stride, static_cast<std::uint8_t*>(target), count);
+        return gather_block(source, static_cast<std::uint8_t*>(target), target_stride, width, height,
+                            clear_sides);
     case 2:
-        return gather(bytes, stride, static_cast<std::uint16_t*>(target), count);
+        return gather_block(source, static_cast<std::uint16_t*>(target), target_stride, width, height,
+                            clear_sides);
     default:
-        return gather(bytes, stride, static_cast<std::uint32_t*>(target), count);
+        return gather_block(source, static_cast<std::uint32_t*>(target), target_stride, width, height,
+                            clear_sides);
     }
 }
 
@@ -266,23 +369,24 @@ bool samples_are(std::size_t sample_bytes, std::uint32_t bits, void const* first
     }
 }
 
-bool clamp_row(SampleKind kind, void* row, std::size_t count, float low, float high)
+bool clamp_rows(SampleKind kind, void* first, std::size_t row_stride, std::size_t width, std::size_t height,
+                float low, float high)
 {
-    auto const low_bits = bits_from_float(kind, low);
-    auto const high_bits = bits_from_float(kind, high);
+    std::uint32_t const low_bits = bits_from_float(kind, low);
+    std::uint32_t const high_bits = bits_from_float(kind, high);
     switch (kind) {
     case SampleKind::INTEGER_8:
-        return clamp_packed(static_cast<std::uint8_t*>(row), count, static_cast<std::uint8_t>(low_bits),
-                            static_cast<std::uint8_t>(high_bits));
+        return clamp_plain(first, row_stride, width, height, static_cast<std::uint8_t>(low_bits),
+                           static_cast<std::uint8_t>(high_bits));
     case SampleKind::INTEGER_16:
-        return clamp_packed(static_cast<std::uint16_t*>(row), count, static_cast<std::uint16_t>(low_bits),
-                            static_cast<std::uint16_t>(high_bits));
+        return clamp_plain(first, row_stride, width, height, static_cast<std::uint16_t>(low_bits),
+                           static_cast<std::uint16_t>(high_bits));
     case SampleKind::INTEGER_32:
-        return clamp_packed(static_cast<std::uint32_t*>(row), count, low_bits, high_bits);
+        return clamp_plain(first, row_stride, width, height, low_bits, high_bits);
     case SampleKind::HALF:
-        return clamp_halves(static_cast<std::uint16_t*>(row), count, low, high);
+        return clamp_typed<std::uint16_t>(first, row_stride, width, height, HalfClamp(low, high));
     case SampleKind::FLOAT:
-        return clamp_packed(static_cast<float*>(row), count, low, high);
+        return clamp_plain(first, row_stride, width, height, low, high);
     }
     return false;
 }

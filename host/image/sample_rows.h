@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "host/image/band_source.h"
 #include "host/image/image_pixel.h"
 
 namespace zv_host {
@@ -10,7 +11,7 @@ namespace zv_host {
 /// Rows of samples of one type: all arithmetic of the image model on single samples.
 ///
 /// Shape    `count` samples; typed rows are packed and may lie at any address that the type is aligned to
-///          (`gather_row` and the equality of strided samples take any address)
+///          (`gather_rows` and the equality of strided samples take any address)
 /// Bits     a sample in the low bytes of a word, bits above it 0
 /// Threads  any
 enum class SampleKind { INTEGER_8, INTEGER_16, INTEGER_32, HALF, FLOAT };
@@ -28,17 +29,19 @@ std::uint32_t bits_from_float(SampleKind kind, float value);
 /// The sample at any address, as bits.
 std::uint32_t load_bits(std::size_t sample_bytes, void const* sample);
 
-/// Copies samples that lie `stride` bytes apart into a packed row.
-void gather_row(std::size_t sample_bytes, void const* source, std::ptrdiff_t stride, void* target,
-                std::size_t count);
+/// Copies a block of a band, at any address, into rows that begin `target_stride` samples apart. `clear_sides` also sets
+/// the sample in front of each row and the one behind it to 0.
+void gather_rows(std::size_t sample_bytes, BandSource const& source, void* target, std::size_t target_stride,
+                 std::size_t width, std::size_t height, bool clear_sides);
 void fill_row(std::size_t sample_bytes, std::uint32_t bits, void* target, std::size_t count);
 
 /// True if all `width` by `height` samples are `bits`.
 bool samples_are(std::size_t sample_bytes, std::uint32_t bits, void const* first, std::ptrdiff_t pixel_stride,
                  std::ptrdiff_t row_stride, std::size_t width, std::size_t height);
 
-/// Limits a packed row; NaN stays. Samples inside the limits keep their bits. Bounds are floats as
-/// `row_to_float` gives them. Returns true if a sample was changed.
-bool clamp_row(SampleKind kind, void* row, std::size_t count, float low, float high);
+/// Limits rows that begin `row_stride` samples apart; NaN stays. Samples inside the limits keep their bits. Bounds are
+/// floats as `row_to_float` gives them. Returns true if a sample was changed.
+bool clamp_rows(SampleKind kind, void* first, std::size_t row_stride, std::size_t width, std::size_t height,
+                float low, float high);
 
 }  // namespace zv_host
