@@ -25,6 +25,15 @@ struct PixelBuffer {
 /// The JPEG library ends the process when it is asked for more.
 constexpr unsigned int kMaximumJpegEdge = 65500;
 
+std::string find_format_objection(std::string const& format, PixelBuffer const& buffer)
+{
+    if (format == "jpeg" && (buffer.width > kMaximumJpegEdge || buffer.height > kMaximumJpegEdge))
+        return "JPEG files have at most " + std::to_string(kMaximumJpegEdge) + " pixels an edge";
+    if (format == "dpx" && buffer.channels != 1 && buffer.channels != 3 && buffer.channels != 4)
+        return "DPX files have 1, 3 or 4 channels";  // the writer aborts the process at all others
+    return {};
+}
+
 /// Why no writer should see a buffer of this shape; empty if it is fit. Writers answer some of these with a
 /// crash.
 std::string find_objection(OIIO::ImageOutput const& output, PixelBuffer const& buffer)
@@ -42,10 +51,7 @@ std::string find_objection(OIIO::ImageOutput const& output, PixelBuffer const& b
             return "the image is too large";
         bytes *= factor;
     }
-    if (std::string(output.format_name()) == "jpeg" &&
-        (buffer.width > kMaximumJpegEdge || buffer.height > kMaximumJpegEdge))
-        return "JPEG files have at most " + std::to_string(kMaximumJpegEdge) + " pixels an edge";
-    return {};
+    return find_format_objection(output.format_name(), buffer);
 }
 
 /// Opens, writes and closes. Gives the reason of a failure, which may be empty, or nothing after a success.

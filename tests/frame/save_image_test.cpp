@@ -241,6 +241,22 @@ TEST(SaveImage, RefusesJpegEdgesThatWouldEndTheProcess)
     EXPECT_EQ(read_picture(path).spec.width, 65500);
 }
 
+TEST(SaveImage, RefusesDpxChannelsThatWouldEndTheProcess)
+{
+    TempDir const folder;
+    std::string const path = folder.file("a.dpx");
+    LogCapture const log;
+
+    EXPECT_FALSE(save_bytes(path, 2));
+    EXPECT_FALSE(save_floats(path, 5));
+    EXPECT_EQ(log.lines(), (Lines{failure(path, "DPX files have 1, 3 or 4 channels"),
+                                  failure(path, "DPX files have 1, 3 or 4 channels")}));
+    EXPECT_FALSE(std::filesystem::exists(path));
+
+    EXPECT_TRUE(save_bytes(path, 3));
+    EXPECT_EQ(read_picture(path).spec.nchannels, 3);
+}
+
 class SaveImageEveryFormat : public testing::TestWithParam<std::string> {};
 
 TEST_P(SaveImageEveryFormat, ReportsAFullDisk)
@@ -296,7 +312,7 @@ TEST_P(SaveImageEveryFormat, MakesTheSameFileAsTheWriterAlone)
 }
 
 INSTANTIATE_TEST_SUITE_P(Formats, SaveImageEveryFormat,
-                         testing::Values("png", "jpg", "tif", "tga", "bmp", "exr", "hdr"),
+                         testing::Values("png", "jpg", "tif", "tga", "bmp", "exr", "hdr", "dpx"),
                          [](auto const& row) { return row.param; });
 
 TEST(SaveImage, RefusedShapeLeavesAnOlderFileAlone)
