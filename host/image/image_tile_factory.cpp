@@ -83,7 +83,8 @@ unsigned char* ImageTileFactory::take_kept(std::size_t bytes)
 {
     std::lock_guard const lock(m_mutex);
     auto const kept = m_kept.find(bytes);
-    if (kept == m_kept.end() || kept->second.empty())
+    bool const fits = m_memory_limit == 0 || m_statistics.bytes_in_use + bytes <= m_memory_limit;
+    if (kept == m_kept.end() || kept->second.empty() || !fits)
         return nullptr;
     unsigned char* const buffer = kept->second.back();
     kept->second.pop_back();
