@@ -184,6 +184,22 @@ TEST_P(DamagedFile, CorruptedAnywhereShowsTheRowsThatItHolds)
 INSTANTIATE_TEST_SUITE_P(Kinds, DamagedFile, testing::ValuesIn(kKinds),
                          [](auto const& info) { return info.param.name; });
 
+TEST(DamagedFileOf, OpenExrKeepsTheGoodRowThatIsAskedRightBehindAFailedBand)
+{
+    TempDir folder;
+    std::string const path = write_kind(folder, {"", "a.exr", TypeDesc::FLOAT, 1, "zips"});
+    NativePicture const original = read_native_picture(path);
+    cut_file_to(path, 0.5);
+    LogCapture log;
+
+    LoadedPicture const picture = load_picture(path);
+
+    ASSERT_TRUE(picture);
+    int const good_rows = kHeight - int(picture.report.rows_lost);
+    EXPECT_GT(good_rows, 90);
+    expect_native_samples(picture.channel("l"), original, 0, [&](int y) { return y >= good_rows; });
+}
+
 TEST(DamagedFileOf, TiffDoesNotPassOverLostStripsThoughItsReaderDoes)
 {
     TempDir folder;
