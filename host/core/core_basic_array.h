@@ -104,7 +104,8 @@ protected:
     /// Moves the elements into a buffer of `capacity`, which is at least the count.
     void set_capacity(unsigned int capacity)
     {
-        assert(capacity >= m_count);
+        if (capacity < m_count)
+            throw std::length_error("CoreBasicArray");
         Buffer buffer(capacity);
         if constexpr (std::is_nothrow_move_constructible_v<T> || !std::is_copy_constructible_v<T>)
             std::uninitialized_move(begin(), end(), buffer.m_first);

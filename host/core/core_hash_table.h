@@ -28,7 +28,7 @@ public:
     /// A dense table holds at most so many entries; a sparse one at least so many.
     static constexpr unsigned int kDenseLimit = 256;
 
-    CoreHashTable() noexcept = default;
+    CoreHashTable() noexcept {}
     CoreHashTable(CoreHashTable const& other)
         : m_mode(other.m_mode)
     {

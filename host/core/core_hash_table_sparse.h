@@ -126,7 +126,9 @@ private:
         return kFree;
     }
 
-    void place(Key const& key, unsigned int hash, Value value)
+    /// Copies or moves the key into the slot that it belongs to, and the value with it.
+    template <class KeyArgument>
+    void place(KeyArgument&& key, unsigned int hash, Value value)
     {
         unsigned int index = find_slot(key, hash);
         while (index == kFree) {
@@ -135,7 +137,7 @@ private:
         }
         Slot& slot = m_slots[index];
         if (!slot.is_live())
-            slot.key = key;
+            slot.key = std::forward<KeyArgument>(key);
         slot.value = std::move(value);
         m_live_count += !slot.is_live();
         m_tombstone_count -= slot.hash == kTombstone;
@@ -163,6 +165,6 @@ private:
         m_live_count = m_tombstone_count = 0;
         for (unsigned int i = 0; i < old_capacity; ++i)
             if (fresh[i].is_live())
-                place(fresh[i].key, fresh[i].hash, std::move(fresh[i].value));
+                place(std::move(fresh[i].key), fresh[i].hash, std::move(fresh[i].value));
     }
 };

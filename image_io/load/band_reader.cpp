@@ -62,9 +62,9 @@ void BandReader::read(int begin_y)
     m_begin_y = begin_y;
     m_line_count = static_cast<int>(
         std::min<std::int64_t>(m_lines_per_band, std::int64_t(m_spec.y) + m_spec.height - begin_y));
-    if (m_has_losses)
+    if (has_losses())
         std::fill(m_lost.begin(), m_lost.end(), char(0));
-    m_has_losses = false;
+    m_lost_count = 0;
 
     CoreString error;
     if (m_is_exhausted) {
@@ -101,7 +101,7 @@ void BandReader::rescue(CoreString const& error)
         }
     }
     // Nothing is missing after all, but each channel met the failed read.
-    if (!m_has_losses)
+    if (!has_losses())
         for (int channel = m_range.begin; channel < m_range.end; ++channel)
             note_failure(channel, error);
 }
@@ -122,9 +122,9 @@ void BandReader::rescue_line(int line, CoreString const& error)
 
 void BandReader::lose(int line, ChannelRange channels, CoreString const& error)
 {
-    m_has_losses = true;
     for (int channel = channels.begin; channel < channels.end; ++channel) {
         m_lost[std::size_t(line) * m_failures.size() + index(channel)] = 1;
+        ++m_lost_count;
         note_failure(channel, error);
     }
 }

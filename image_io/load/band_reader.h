@@ -41,7 +41,9 @@ public:
     /// Whether the line arrived without that channel. Its samples are then undefined.
     bool is_lost(int line, int channel) const;
     /// Whether any line of the band lacks any channel.
-    bool has_losses() const { return m_has_losses; }
+    bool has_losses() const { return m_lost_count != 0; }
+    /// Whether the band lacks all lines of all channels.
+    bool is_lost_altogether() const { return m_lost_count == std::size_t(m_line_count) * m_failures.size(); }
 
     /// Whether a read of that channel failed anywhere so far, and the first text that the reader gave for it.
     bool has_failed(int channel) const { return m_failures[index(channel)].failed; }
@@ -71,7 +73,7 @@ private:
 
     int m_begin_y = 0, m_line_count = 0;
     std::vector<std::byte> m_band;
-    bool m_has_losses = false;
+    std::size_t m_lost_count = 0;  // of samples' lines: one a line and channel
     std::vector<char> m_lost;  // a flag a line and channel of the band, line after line
     std::vector<Failure> m_failures;
 };

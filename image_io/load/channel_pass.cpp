@@ -78,6 +78,11 @@ void ChannelPass::run(std::function<void(int)> const& advanced)
 
 void ChannelPass::fill_band()
 {
+    if (m_reader.is_lost_altogether()) {
+        // The tiles are zero already, and a header may declare far more lines than there are.
+        m_source.report.rows_lost += unsigned(m_reader.line_count());
+        return;
+    }
     if (m_reader.sample_bytes() != std::size_t(m_source.map.m_bit_depth))
         fill_reinterpreted_band();
     else if (m_reader.has_losses())

@@ -1,0 +1,68 @@
+#pragma once
+
+#include <OpenImageIO/filesystem.h>
+
+#include <cstdio>
+#include <memory>
+#include <mutex>
+#include <string>
+
+namespace zv_image_io {
+
+/// A file that an OpenImageIO writer writes through, and that notices every byte which did not arrive.
+///
+/// The writer is told that all is well: several of the file libraries answer a refused byte badly (the JPEG
+/// library ends the process, others forget it), and none of them has anything left to save. From the first
+/// refusal on nothing more is written, and `trouble` says why.
+///
+/// Errors   a file that does not open, a refused byte, a failed close: `trouble`; nothing throws
+/// Owns     the open file; the writer only borrows this object, and goes first
+/// Threads  one writer; `pwrite` from several threads at once
+class CheckedFile : public OIIO::Filesystem::IOProxy {
+public:
+    /// Opens or creates the file. What it holds stays until the first byte is written.
+    explicit CheckedFile(std::string const& path);
+    /// Closes what is open, without a look at the result.
+    ~CheckedFile() override;
+    CheckedFile(CheckedFile const&) = delete;
+    CheckedFile& operator=(CheckedFile const&) = delete;
+
+    [[nodiscard]] bool is_open() const { return m_file != nullptr; }
+    /// The first thing that went wrong, as the system words it; empty while nothing has.
+    [[nodiscard]] std::string const& trouble() const { return m_trouble; }
+
+    /// Writes what is still in memory and closes the file. True if every byte arrived.
+    bool finish();
+    /// Closes the file, and removes it if it is new and nothing was written.
+    void discard();
+
+    // What the writer calls.
+
+    char const* proxytype() const override { return "checked"; }
+    /// Nothing: the file is closed by `finish`, which tells how it went.
+    void close() override {}
+    bool seek(int64_t offset) override;
+    size_t write(void const* bytes, size_t size) override;
+    size_t pwrite(void const* bytes, size_t size, int64_t offset) override;
+    size_t size() const override { return m_size; }
+    void flush() const override {}
+
+private:
+    struct Closer {
+        void operator()(std::FILE* file) const { std::fclose(file); }
+    };
+
+    void note_trouble();
+    bool begin_writing();
+    void write_at(void const* bytes, size_t size, int64_t offset);
+
+    std::unique_ptr<std::FILE, Closer> m_file;
+    std::mutex m_mutex;
+    std::string m_trouble;
+    int64_t m_file_position = 0;  // of m_file itself
+    size_t m_size = 0;
+    bool m_is_new = false;
+    bool m_has_written = false;
+};
+
+}  // namespace zv_image_io

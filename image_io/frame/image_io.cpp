@@ -1,0 +1,19 @@
+#include "image_io/frame/image_io.h"
+
+#include "image_io/frame/class_record.h"
+
+CoreClassInfo const& ImageIO::class_info()
+{
+    static CoreClassInfo const& record = zv_image_io::new_class_record<ImageIO>("ImageIO");
+    return record;
+}
+
+CoreClassInfo const& ImageIO::get_class_info() const
+{
+    return class_info();
+}
+
+bool ImageIO::___class_destructor__(void* object, bool const&)
+{
+    return zv_image_io::free_object<ImageIO>(object);
+}
