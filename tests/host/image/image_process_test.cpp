@@ -190,15 +190,56 @@ TEST(ImageProcess, BlocksAreTheVisiblePartsOfTiles)
 
 TEST(ImageProcess, TilesAreOneBlockEachOnTheGrid)
 {
+    GMathVec4<int> const region{0, 0, 640, 320};
     ImageMap map;
     prepare_map(map, kSampleTypes[0], {"r"});
-    map.create_tiles({0, 0, 640, 320}, false);
+    map.m_channels[0]->fill_tiles(test_pixels(kSampleTypes[0], region, 1).data(), region, true);
     Blocks blocks;
 
-    ImageProcess::apply(map, parameters_for({0, 0, 640, 320}, note_block, &blocks), false, nullptr);
+    ImageProcess::apply(map, parameters_for(region, note_block, &blocks), false, nullptr);
 
     EXPECT_EQ(blocks.sizes.size(), 50u);
     EXPECT_EQ(blocks.sizes.count({64, 64}), 50u);
+}
+
+TEST(ImageProcess, EqualConstantBlocksGetTheAnswerOfTheOneBefore)
+{
+    static std::atomic<int> calls{0};
+    GMathVec4<int> const region{0, 0, 640, 128};
+    ImageMap map;
+    prepare_map(map, kSampleTypes[4], {"r", "a"});
+    map.m_channels[0]->create_tiles(region, nullptr, 0.25f);
+    map.m_channels[1]->create_tiles(region, nullptr, 1.0f);
+    map.m_channels[0]->get_tile(3u).m_tile->set_constant(0.75f);
+    map.m_channels[0]->fill_tiles(std::vector<unsigned char>(16, 0).data(), {64 * 6, 0, 2, 2}, false);
+    auto const count_and_invert = [](ImageProcess::Block* block, std::uintptr_t* words) {
+        ++calls;
+        return invert(block, words);
+    };
+
+    EXPECT_TRUE(ImageProcess::apply(map, parameters_for(region, count_and_invert), true, nullptr));
+
+    // The first, the one of another value, the next after it, the one with samples, the rest are known.
+    EXPECT_EQ(calls, 4);
+    for (int x = 0; x < 640; ++x)
+        for (int y : {0, 1, 127}) {
+            float const before = x / 64 == 3 && y < 64 ? 0.75f : x >= 384 && x < 386 && y < 2 ? 0.0f : 0.25f;
+            ASSERT_EQ(map.m_channels[0]->get_bits(x, y), float_bits(1.0f - before)) << x << ", " << y;
+            ASSERT_EQ(map.m_channels[1]->get_bits(x, y), float_bits(0.5f));
+        }
+}
+
+TEST(ImageProcess, BlocksOfAnotherSizeAreNotTheOneBefore)
+{
+    ImageMap map;
+    prepare_map(map, kSampleTypes[4], {"r"});
+    map.m_channels[0]->create_tiles({0, 0, 100, 40}, nullptr, 0.5f);
+    Blocks blocks;
+
+    ImageProcess::apply(map, parameters_for({0, 0, 100, 40}, note_block, &blocks), true, nullptr);
+
+    std::multiset<std::pair<unsigned int, unsigned int>> const expected{{64, 40}, {36, 40}};
+    EXPECT_EQ(blocks.sizes, expected);
 }
 
 TEST(ImageProcess, HugeTilesComeInStrips)
