@@ -15,6 +15,7 @@
 #include "host/colorio/color_io_auto_detection.h"
 #include "host/colorio/color_io_converter.h"
 #include "host/colorio/color_io_manager.h"
+#include "tests/support/log_capture.h"
 #include "tests/support/temp_dir.h"
 
 namespace {
@@ -181,14 +182,33 @@ TEST_F(ColorIOManagerTest, TakesTheFileOfTheEnvironment)
     EXPECT_EQ(ColorIO::get_default_color_space_name(), "ACEScg");
 }
 
-TEST_F(ColorIOManagerTest, UnusableFileOfTheEnvironmentLeavesTheBuiltInOne)
+TEST_F(ColorIOManagerTest, UnusableFileOfTheEnvironmentIsLoggedAndLeavesTheBuiltInOne)
 {
     setenv("OCIO", "/nowhere/config.ocio", 1);
+    zv_test::LogCapture log;
 
     ColorIOManager::s_instance->reload();
 
     EXPECT_TRUE(ColorIOManager::s_instance->get_config_file().is_empty());
     EXPECT_EQ(ColorIO::get_default_color_space_name(), "Linear");
+    ASSERT_EQ(log.lines().size(), 1u);
+    EXPECT_EQ(log.lines()[0].level, 1);
+    EXPECT_THAT(log.lines()[0].text,
+                testing::StartsWith("Colour configuration '/nowhere/config.ocio' cannot be used: "));
+    EXPECT_THAT(log.lines()[0].text, testing::EndsWith("\n"));
+}
+
+TEST_F(ColorIOManagerTest, ALogSinkMayAskForColors)
+{
+    setenv("OCIO", "/nowhere/config.ocio", 1);
+    CoreString name;
+    CoreLogHandler::Sink before = CoreLogHandler::set_sink(
+        [&](int, CoreString const&) { name = ColorIO::get_default_color_space_name(); });
+
+    ColorIOManager::s_instance->reload();
+    CoreLogHandler::set_sink(std::move(before));
+
+    EXPECT_EQ(name, "Linear");
 }
 
 TEST_F(ColorIOManagerTest, RefusedFileKeepsTheCurrentOneAndTellsWhy)
