@@ -114,7 +114,7 @@ std::string properties_text(LoadedFile const& loaded, std::vector<ChannelStatist
                             std::to_string(tiles.constant) + " constant"});
     table.add({"colour space", loaded.color_space.name + " (by " + loaded.color_space.rule + ")"});
     table.add({"memory", SysStatistic::get_readable_size(loaded.canvas->get_memory_size()).get_data()});
-    table.add({"time", number_text(loaded.report.milliseconds) + " ms"});
+    table.add({"time", milliseconds_text(loaded.report.milliseconds)});
     if (loaded.report.is_damaged())
         table.add({"lost", lost_text(loaded.report)});
     return table.text();
