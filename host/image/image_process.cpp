@@ -7,6 +7,7 @@
 #include <new>
 
 #include "host/image/block_walk.h"
+#include "host/image/equal_block_memo.h"
 #include "host/image/image_map.h"
 #include "host/image/image_map_tile.h"
 #include "host/image/sample_rows.h"
@@ -33,6 +34,7 @@ struct Scratch {
     std::unique_ptr<float[]> planes;
     std::unique_ptr<unsigned char[]> samples;
     std::array<float*, kSlotCount> plane_of{};
+    zv_host::EqualBlockMemo memo;
 
     bool make(Channels const& channels, std::size_t block_pixels, std::size_t sample_bytes)
     {
@@ -83,6 +85,11 @@ public:
         Bounds const block = intersection(m_bounds, {tile_x * size, first_row, (tile_x + 1) * size, end_row});
         if (block.is_empty())
             return;
+        scratch.memo.look(m_channels, static_cast<int>(tile_x), static_cast<int>(tile_y), block);
+        if (scratch.memo.is_known()) {
+            scratch.memo.repeat(m_channels, static_cast<int>(tile_x), static_cast<int>(tile_y));
+            return;
+        }
         if (!scratch.make(m_channels, static_cast<std::size_t>(m_strip_rows * size), m_map.m_bit_depth)) {
             m_failed = true;
             return;
@@ -90,6 +97,8 @@ public:
         read(block, scratch);
         if (run_callback(block, scratch))
             write(static_cast<int>(tile_x), static_cast<int>(tile_y), block, scratch);
+        if (!failed())
+            scratch.memo.remember(m_channels, static_cast<int>(tile_x), static_cast<int>(tile_y));
     }
 
 private:

@@ -83,7 +83,7 @@ unsigned char* ImageTileFactory::take_kept(std::size_t bytes)
 {
     std::lock_guard const lock(m_mutex);
     auto const kept = m_kept.find(bytes);
-    if (kept == m_kept.end() || kept->second.empty())
+    if (kept == m_kept.end() || kept->second.empty() || is_above_limit(bytes))
         return nullptr;
     unsigned char* const buffer = kept->second.back();
     kept->second.pop_back();
@@ -98,16 +98,21 @@ bool ImageTileFactory::reserve_fresh(std::size_t bytes)
     bool crowded = false;
     {
         std::lock_guard const lock(m_mutex);
-        if (m_memory_limit != 0) {
-            if (bytes > m_memory_limit || m_statistics.bytes_in_use > m_memory_limit - bytes)
-                return false;
-            crowded = m_statistics.bytes_kept > m_memory_limit - bytes - m_statistics.bytes_in_use;
-        }
+        if (is_above_limit(bytes))
+            return false;
+        crowded = m_memory_limit != 0 &&
+                  m_statistics.bytes_kept > m_memory_limit - bytes - m_statistics.bytes_in_use;
         count_use(bytes);
     }
     if (crowded)
         free_unused_tiles(false);
     return true;
+}
+
+bool ImageTileFactory::is_above_limit(std::size_t bytes) const
+{
+    return m_memory_limit != 0 &&
+           (bytes > m_memory_limit || m_statistics.bytes_in_use > m_memory_limit - bytes);
 }
 
 void ImageTileFactory::count_use(std::size_t bytes)

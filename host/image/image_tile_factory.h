@@ -61,6 +61,7 @@ private:
     unsigned char* take(std::size_t bytes, bool clear);
     unsigned char* take_kept(std::size_t bytes);
     bool reserve_fresh(std::size_t bytes);
+    [[nodiscard]] bool is_above_limit(std::size_t bytes) const;
     void count_use(std::size_t bytes);
     void cancel_use(std::size_t bytes);
     void give_back(unsigned char* buffer, std::size_t bytes) noexcept;
