@@ -90,11 +90,14 @@ Json load_json(std::string const& path, LoadedFile const& loaded,
             {"errors", errors}};
 }
 
+/// What a damaged file did not give: rows, tiles, or the reader's own words where it gave all and complained.
 std::string lost_text(ImageLoadReport const& report)
 {
-    if (report.tiles_asked)
+    if (report.tiles_lost)
         return std::to_string(report.tiles_lost) + " of " + count_text(report.tiles_asked, "tile");
-    return std::to_string(report.rows_lost) + " of " + count_text(report.rows_asked, "row");
+    if (report.rows_lost)
+        return std::to_string(report.rows_lost) + " of " + count_text(report.rows_asked, "row");
+    return "unknown; every row came, with an error";
 }
 
 std::string properties_text(LoadedFile const& loaded, std::vector<ChannelStatistics> const& statistics)
