@@ -34,6 +34,8 @@ struct Totals {
     {
         for (float const sample : samples) {
             hash = (hash ^ std::bit_cast<std::uint32_t>(sample)) * kFnvPrime;
+            hash ^=
+                hash >> 32;  // the low bits of most samples are zeros, and multiplying carries upwards alone
             if (std::isnan(sample)) {
                 ++nan_count;
             } else if (std::isinf(sample)) {

@@ -17,8 +17,8 @@ struct ChannelStatistics {
     std::optional<double> minimum, maximum, mean;
     std::uint64_t nan_count = 0;
     std::uint64_t infinity_count = 0;
-    /// 64-bit FNV-1a over the bit patterns of the floats, one step a sample, row by row from the top left. Tiles play no
-    /// part in it.
+    /// Over the bit patterns of the floats, row by row from the top left; tiles play no part in it. From 0xCBF29CE484222325
+    /// on, each sample makes it (hash ^ bits) * 0x100000001B3, and then hash ^ (hash >> 32).
     std::uint64_t hash = 0;
     unsigned int allocated_tiles = 0;
     unsigned int constant_tiles = 0;

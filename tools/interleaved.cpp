@@ -84,6 +84,8 @@ InterleavedPixels interleave(ImageCanvas const& canvas)
 
 bool convert_colors(InterleavedPixels& pixels, std::string const& source, std::string const& target)
 {
+    if (ColorIO::resolve_name(source.c_str()) == ColorIO::resolve_name(target.c_str()))
+        return true;
     bool const with_alpha = has_alpha(pixels);
     if (with_alpha)
         apply_alpha(pixels, true);

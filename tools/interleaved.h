@@ -18,7 +18,8 @@ struct InterleavedPixels {
 /// first channels, up to four.
 InterleavedPixels interleave(ImageCanvas const& canvas);
 
-/// Brings the colours from one space to another, around their association with alpha. False for unknown names.
+/// Brings the colours from one space to another, around their association with alpha; equal spaces leave every bit alone.
+/// False for names that cannot be converted between.
 bool convert_colors(InterleavedPixels& pixels, std::string const& source, std::string const& target);
 
 /// From 0 to 1 to 0 to 255, rounded and limited; what is no number becomes 0.

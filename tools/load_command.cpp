@@ -90,11 +90,14 @@ Json load_json(std::string const& path, LoadedFile const& loaded,
             {"errors", errors}};
 }
 
+/// What a damaged file did not give: rows, tiles, or the reader's own words where it gave all and complained.
 std::string lost_text(ImageLoadReport const& report)
 {
-    if (report.tiles_asked)
+    if (report.tiles_lost)
         return std::to_string(report.tiles_lost) + " of " + count_text(report.tiles_asked, "tile");
-    return std::to_string(report.rows_lost) + " of " + count_text(report.rows_asked, "row");
+    if (report.rows_lost)
+        return std::to_string(report.rows_lost) + " of " + count_text(report.rows_asked, "row");
+    return "unknown; every row came, with an error";
 }
 
 std::string properties_text(LoadedFile const& loaded, std::vector<ChannelStatistics> const& statistics)
@@ -114,7 +117,7 @@ std::string properties_text(LoadedFile const& loaded, std::vector<ChannelStatist
                             std::to_string(tiles.constant) + " constant"});
     table.add({"colour space", loaded.color_space.name + " (by " + loaded.color_space.rule + ")"});
     table.add({"memory", SysStatistic::get_readable_size(loaded.canvas->get_memory_size()).get_data()});
-    table.add({"time", number_text(loaded.report.milliseconds) + " ms"});
+    table.add({"time", milliseconds_text(loaded.report.milliseconds)});
     if (loaded.report.is_damaged())
         table.add({"lost", lost_text(loaded.report)});
     return table.text();

@@ -29,6 +29,11 @@ bool is_known_color_space(std::string const& name)
     return !ColorIO::resolve_name(name.c_str()).is_empty();
 }
 
+bool is_same_color_space(std::string const& first, std::string const& second)
+{
+    return ColorIO::resolve_name(first.c_str()) == ColorIO::resolve_name(second.c_str());
+}
+
 [[noreturn]] void refuse_color_space(std::string const& name)
 {
     std::string text = "unknown colour space \"" + name + "\"; the configuration has";
@@ -81,7 +86,7 @@ void add_load_request(CLI::App& command, LoadRequest& request)
     command
         .add_option("--single-channel", request.single_channel_mode,
                     "A file of one channel becomes: 0 its own name, 1 l (default), 2 a, 3 both")
-        ->check(CLI::Range(0, 3))
+        ->check(CLI::Range(0, 3).description(""))
         ->type_name("0..3");
     command.add_flag("--force-alpha", request.force_alpha, "Add an alpha of 1 where there is none");
     command.add_option("--channels", request.channels, "Load these, by position, as r, g, b, a")
@@ -157,7 +162,7 @@ void Loader::tell_losses(std::string const& path, ImageLoadReport const& report)
         m_document.warn("damaged", path, text);
 }
 
-LoadedFile Loader::load(std::string const& path)
+LoadedFile Loader::load(std::string const& path, std::string const& wanted_space)
 {
     LoadedFile loaded;
     std::error_code ignored;
@@ -173,7 +178,9 @@ LoadedFile Loader::load(std::string const& path)
     }
 
     ImageLoadOptions options;
-    options.color_space = loaded.color_space.name.c_str();
+    bool const stays = !wanted_space.empty() && is_same_color_space(loaded.color_space.name, wanted_space);
+    loaded.canvas_space = stays ? loaded.color_space.name : default_color_space();
+    options.color_space = stays ? default_color_space().c_str() : loaded.color_space.name.c_str();
     options.premultiply = m_request.premultiply;
     options.single_channel_mode = m_request.single_channel_mode;
     options.force_alpha = m_request.force_alpha;

@@ -38,7 +38,8 @@ struct ColorSpaceChoice {
 struct LoadedFile {
     std::unique_ptr<ImageCanvas> canvas;  // null: nothing to show; the document knows
     ImageLoadReport report;
-    ColorSpaceChoice color_space;
+    ColorSpaceChoice color_space;  // of the file
+    std::string canvas_space;  // of the canvas: the working space, unless it was to stay in the file's own
 };
 
 /// Loads one file as the options say. What went wrong, or was lost, is in the document afterwards.
@@ -47,7 +48,9 @@ public:
     /// Throws CommandError for options that name what there is not.
     Loader(LoadRequest const& request, Settings const& settings, Document& document);
 
-    LoadedFile load(std::string const& path);
+    /// Brings the file into the working space. A file whose colours are wanted in its own space afterwards stays in it:
+    /// 8-bit samples do not go through another space unharmed.
+    LoadedFile load(std::string const& path, std::string const& wanted_space = "");
 
 private:
     ColorSpaceChoice choose_color_space(std::string const& path);

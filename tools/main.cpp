@@ -73,7 +73,8 @@ void add_commands(CLI::App& app, CommandLine& line)
                 .add_option("TOPIC", line.topic,
                             "load, save, compression, extensions or filters; all by default")
                 ->check(CLI::IsMember(
-                    std::vector<std::string>(std::begin(kFormatTopics), std::end(kFormatTopics))))
+                            std::vector<std::string>(std::begin(kFormatTopics), std::end(kFormatTopics)))
+                            .description(""))
                 ->type_name("");
         },
         [&line](Document& document) { run_formats(line.topic, document); });
@@ -112,8 +113,10 @@ ExitCode end_parsing(CLI::App const& app, CLI::ParseError const& error, int argc
     Settings settings;
     settings.json = asks_for_json(argc, argv);
     auto const chosen = app.get_subcommands();
+    bool const is_unknown = chosen.empty() && argc > 1 && argv[1][0] != '-';
+    std::string const text = is_unknown ? std::string("unknown command \"") + argv[1] + "\"" : error.what();
     Document document(chosen.empty() ? "" : chosen.front()->get_name(), settings);
-    document.fail(EXIT_CODE_USAGE, "usage", "", std::string(error.what()) + " (zvio --help tells more)");
+    document.fail(EXIT_CODE_USAGE, "usage", "", text + " (zvio --help tells more)");
     document.finish();
     return EXIT_CODE_USAGE;
 }

@@ -40,13 +40,12 @@ void run_pixels(PixelsRequest const& pixels_request, LoadRequest const& request,
     document.result() = {
         {"path", pixels_request.path}, {"ok", false}, {"output", pixels_request.output_path}};
 
-    LoadedFile const loaded = loader.load(pixels_request.path);
+    LoadedFile const loaded = loader.load(pixels_request.path, space);
     if (!loaded.canvas)
         return;
     InterleavedPixels pixels = interleave(*loaded.canvas);
-    std::string const working = ColorIO::get_default_color_space_name().get_data();
-    if (space != working && !convert_colors(pixels, working, space))
-        document.warn("color_space_kept", pixels_request.path, "the colours stay in " + working);
+    if (!convert_colors(pixels, loaded.canvas_space, space))
+        document.warn("color_space_kept", pixels_request.path, "the colours stay in " + loaded.canvas_space);
     if (!save(pixels_request, pixels)) {
         document.fail(EXIT_CODE_FAILURE, "not_written", pixels_request.output_path, "cannot be written");
         return;

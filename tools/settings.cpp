@@ -65,11 +65,11 @@ void add_settings(CLI::App& command, Settings& settings)
     command
         .add_option("--log-level", settings.log_level,
                     "0 silent, 1 errors, 2 warnings (default), 3 information")
-        ->check(CLI::Range(0, 3))
+        ->check(CLI::Range(0, 3).description(""))
         ->type_name("0..3")
         ->group(kGroup);
     command.add_option("--progress", settings.progress, "auto (a bar on a terminal, default), always, never")
-        ->transform(CLI::CheckedTransformer(modes))
+        ->transform(CLI::CheckedTransformer(modes).description(""))
         ->type_name("MODE")
         ->group(kGroup);
     command
@@ -78,7 +78,7 @@ void add_settings(CLI::App& command, Settings& settings)
         ->type_name("FILE")
         ->group(kGroup);
     command.add_option("--threads", settings.threads, "Size of all thread pools (default: all cores)")
-        ->check(CLI::Range(1, 1024))
+        ->check(CLI::Range(1, 1024).description(""))
         ->type_name("N")
         ->group(kGroup);
     command.add_flag("--strict", settings.strict, "Damaged files are failures (exit code 7)")->group(kGroup);

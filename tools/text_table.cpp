@@ -57,6 +57,13 @@ std::string number_text(double number)
     return text;
 }
 
+std::string milliseconds_text(double milliseconds)
+{
+    char text[32];
+    std::snprintf(text, sizeof text, "%.1f ms", milliseconds);
+    return text;
+}
+
 std::string count_text(unsigned long long count, std::string const& noun)
 {
     return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");

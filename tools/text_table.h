@@ -27,6 +27,8 @@ private:
 std::string window_text(int x, int y, int width, int height);
 /// Up to six significant digits.
 std::string number_text(double number);
+/// "12.3 ms".
+std::string milliseconds_text(double milliseconds);
 /// "s" behind all counts but 1: "1 row", "2 rows".
 std::string count_text(unsigned long long count, std::string const& noun);
 
