@@ -12,9 +12,9 @@ namespace zv_host {
 
 /// Remembers what a pass made of the last block whose channels were all constant tiles.
 ///
-/// A callback learns a block's samples and size, not where it lies: the same block again gets the same answer, and its
-/// tiles their new constants at once. Flat backgrounds, and pictures of which a damaged file holds little, have
-/// thousands of such blocks.
+/// A callback learns a block's samples and size, not where it lies: the same block again gets the same
+/// answer, and its tiles their new constants at once. Flat backgrounds, and pictures of which a damaged
+/// file holds little, have thousands of such blocks.
 ///
 /// Threads  one a thread
 class EqualBlockMemo {

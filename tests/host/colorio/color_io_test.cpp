@@ -1,99 +1,18 @@
 #include "host/colorio/color_io.h"
 
 #include <array>
-#include <cmath>
-#include <cstdlib>
-#include <fstream>
-#include <limits>
-#include <thread>
 #include <vector>
 
-#include <OpenColorIO/OpenColorIO.h>
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "host/colorio/color_io_auto_detection.h"
 #include "host/colorio/color_io_converter.h"
-#include "host/colorio/color_io_manager.h"
-#include "tests/support/temp_dir.h"
+#include "tests/host/colorio/color_fixture.h"
+#include "tests/support/log_capture.h"
 
 namespace {
 
-namespace OCIO = OCIO_NAMESPACE;
-
-/// A configuration in the manner of the first ACES ones: families in front of the names, no built-in name in it.
-char const* const kOtherConfig = R"ocio(ocio_profile_version: 2
-strictparsing: true
-roles:
-  default: Utility - Raw
-  scene_linear: ACES - ACEScg
-file_rules:
-  - !<Rule> {name: Default, colorspace: default}
-displays:
-  sRGB:
-    - !<View> {name: Raw, colorspace: Utility - Raw}
-colorspaces:
-  - !<ColorSpace>
-    name: ACES - ACEScg
-    family: ACES
-    aliases: [working]
-  - !<ColorSpace>
-    name: Utility - sRGB - Texture
-    family: Utility
-    to_scene_reference: !<ExponentWithLinearTransform> {gamma: 2.4, offset: 0.055}
-  - !<ColorSpace>
-    name: Input - Twice
-    family: Input
-    to_scene_reference: !<MatrixTransform> {matrix: [2, 0, 0, 0, 0, 2, 0, 0, 0, 0, 2, 0, 0, 0, 0, 1]}
-  - !<ColorSpace>
-    name: Output - Twice
-    family: Output
-    to_scene_reference: !<MatrixTransform> {matrix: [4, 0, 0, 0, 0, 4, 0, 0, 0, 0, 4, 0, 0, 0, 0, 1]}
-  - !<ColorSpace>
-    name: Mixer
-    to_scene_reference: !<MatrixTransform> {matrix: [1, 0, 0, 1, 0, 1, 0, 0, 0, 0, 1, 0, 0.5, 0, 0, 0.25]}
-  - !<ColorSpace>
-    name: Utility - Raw
-    family: Utility
-    isdata: true
-)ocio";
-
-/// Puts the built-in configuration back when a test is done.
-class Color : public testing::Test {
-protected:
-    Color()
-    {
-        unsetenv("OCIO");
-        ColorIOManager::s_instance->reload();
-    }
-    ~Color() override
-    {
-        unsetenv("OCIO");
-        ColorIOManager::s_instance->reload();
-    }
-
-    CoreString write_config(char const* text)
-    {
-        std::string const path = (m_folder.path() / "config.ocio").string();
-        std::ofstream(path) << text;
-        return path.c_str();
-    }
-
-    void use_other_config()
-    {
-        ASSERT_TRUE(ColorIOManager::s_instance->set_config_file(write_config(kOtherConfig)));
-    }
-
-    zv_test::TempDir m_folder;
-};
-
-float srgb_to_linear(double value)
-{
-    return static_cast<float>(value <= 0.04045 ? value / 12.92 : std::pow((value + 0.055) / 1.055, 2.4));
-}
-
 using ColorIOTest = Color;
-using ColorIOConverterTest = Color;
 using ColorIOManagerTest = Color;
 using ColorIOAutoDetectionTest = Color;
 
@@ -181,14 +100,33 @@ TEST_F(ColorIOManagerTest, TakesTheFileOfTheEnvironment)
     EXPECT_EQ(ColorIO::get_default_color_space_name(), "ACEScg");
 }
 
-TEST_F(ColorIOManagerTest, UnusableFileOfTheEnvironmentLeavesTheBuiltInOne)
+TEST_F(ColorIOManagerTest, UnusableFileOfTheEnvironmentIsLoggedAndLeavesTheBuiltInOne)
 {
     setenv("OCIO", "/nowhere/config.ocio", 1);
+    zv_test::LogCapture log;
 
     ColorIOManager::s_instance->reload();
 
     EXPECT_TRUE(ColorIOManager::s_instance->get_config_file().is_empty());
     EXPECT_EQ(ColorIO::get_default_color_space_name(), "Linear");
+    ASSERT_EQ(log.lines().size(), 1u);
+    EXPECT_EQ(log.lines()[0].level, 1);
+    EXPECT_THAT(log.lines()[0].text,
+                testing::StartsWith("Colour configuration '/nowhere/config.ocio' cannot be used: "));
+    EXPECT_THAT(log.lines()[0].text, testing::EndsWith("\n"));
+}
+
+TEST_F(ColorIOManagerTest, ALogSinkMayAskForColors)
+{
+    setenv("OCIO", "/nowhere/config.ocio", 1);
+    CoreString name;
+    CoreLogHandler::Sink before = CoreLogHandler::set_sink(
+        [&](int, CoreString const&) { name = ColorIO::get_default_color_space_name(); });
+
+    ColorIOManager::s_instance->reload();
+    CoreLogHandler::set_sink(std::move(before));
+
+    EXPECT_EQ(name, "Linear");
 }
 
 TEST_F(ColorIOManagerTest, RefusedFileKeepsTheCurrentOneAndTellsWhy)
@@ -321,155 +259,6 @@ TEST_F(ColorIOTest, UnknownNamesConvertNothing)
 
         EXPECT_EQ(pixel[0], 0.5f);
     }
-}
-
-TEST_F(ColorIOConverterTest, IsDisabledBeforeAndAfterAFailedConfigure)
-{
-    ColorIOConverter converter;
-    float pixel[3] = {0.5f, 0.5f, 0.5f};
-    EXPECT_FALSE(converter.is_enabled());
-    EXPECT_FALSE(converter.convert_buffer(pixel, 1, 1, 3));
-    EXPECT_FALSE(converter.convert_buffers(pixel, pixel + 1, pixel + 2, nullptr, 1, 1));
-
-    EXPECT_TRUE(converter.configure("sRGB", "Linear"));
-    EXPECT_TRUE(converter.is_enabled());
-    EXPECT_FALSE(converter.configure("nonsense", "Linear"));
-
-    EXPECT_FALSE(converter.is_enabled());
-    EXPECT_FALSE(converter.convert_buffer(pixel, 1, 1, 3));
-    EXPECT_EQ(pixel[0], 0.5f);
-    EXPECT_FALSE(converter.configure("sRGB", ""));
-    EXPECT_FALSE(converter.is_enabled());
-}
-
-TEST_F(ColorIOConverterTest, IdentityIsNotEnabledAndChangesNothing)
-{
-    for (auto const& [source, target] :
-         {std::pair{"Linear", "linear"}, {"sRGB", "sRGB"}, {"raw", "sRGB"}, {"Linear", "raw"}}) {
-        ColorIOConverter converter;
-        float pixel[4] = {-0.5f, 1e30f, std::numeric_limits<float>::infinity(), 0.5f};
-
-        EXPECT_TRUE(converter.configure(source, target));
-
-        EXPECT_FALSE(converter.is_enabled()) << source << " to " << target;
-        EXPECT_TRUE(converter.convert_buffer(pixel, 1, 1, 4));
-        EXPECT_EQ(pixel[0], -0.5f);
-    }
-}
-
-TEST_F(ColorIOConverterTest, EveryChannelCountConvertsColorsAlone)
-{
-    ColorIOConverter converter;
-    ASSERT_TRUE(converter.configure("sRGB", "Linear"));
-    for (unsigned int channels = 1; channels < 9; ++channels)
-        for (unsigned int width : {1u, 5u, 1024u, 1500u}) {
-            unsigned int const height = 3;
-            std::vector<float> data(std::size_t{width} * height * channels);
-            for (std::size_t i = 0; i < data.size(); ++i)
-                data[i] = static_cast<float>(i % 101) / 100.0f;
-            std::vector<float> const before = data;
-
-            EXPECT_TRUE(converter.convert_buffer(data.data(), width, height, channels));
-
-            unsigned int const colors = channels < 3 ? 1 : 3;
-            for (std::size_t i = 0; i < data.size(); ++i) {
-                if (i % channels < colors)
-                    ASSERT_NEAR(data[i], srgb_to_linear(before[i]), 1e-5f) << channels << " channels, " << i;
-                else
-                    ASSERT_EQ(data[i], before[i]) << channels << " channels, " << i;
-            }
-        }
-    float nothing = 0.0f;
-    EXPECT_FALSE(converter.convert_buffer(&nothing, 1, 1, 0));
-    EXPECT_FALSE(converter.convert_buffer(nullptr, 1, 1, 3));
-    EXPECT_TRUE(converter.convert_buffer(&nothing, 0, 5, 3));
-}
-
-TEST_F(ColorIOConverterTest, PlanesGiveWhatInterleavedPixelsGive)
-{
-    ColorIOConverter converter;
-    ASSERT_TRUE(converter.configure("ACEScg", "sRGB"));
-    for (unsigned int count : {1u, 3u, 4u, 7u, 1024u, 1027u, 5000u}) {
-        std::vector<float> red(count), green(count), blue(count), alpha(count), pixels(4 * count);
-        for (unsigned int i = 0; i < count; ++i) {
-            pixels[4 * i] = red[i] = static_cast<float>(i % 17) / 16.0f;
-            pixels[4 * i + 1] = green[i] = static_cast<float>(i % 13) / 12.0f;
-            pixels[4 * i + 2] = blue[i] = static_cast<float>(i % 7) / 6.0f;
-            pixels[4 * i + 3] = alpha[i] = static_cast<float>(i % 5);
-        }
-        std::vector<float> const alpha_before = alpha;
-
-        EXPECT_TRUE(converter.convert_buffers(red.data(), green.data(), blue.data(), alpha.data(), count, 1));
-        EXPECT_TRUE(converter.convert_buffer(pixels.data(), 1, count, 4));
-
-        EXPECT_EQ(alpha, alpha_before);
-        for (unsigned int i = 0; i < count; ++i) {
-            ASSERT_EQ(red[i], pixels[4 * i]);
-            ASSERT_EQ(green[i], pixels[4 * i + 1]);
-            ASSERT_EQ(blue[i], pixels[4 * i + 2]);
-        }
-    }
-}
-
-TEST_F(ColorIOConverterTest, NullPlanesCountAsZeros)
-{
-    ColorIOConverter converter;
-    ASSERT_TRUE(converter.configure("ACEScg", "Linear"));
-    std::vector<float> green(10, 0.5f);
-    float pixel[3] = {0.0f, 0.5f, 0.0f};
-
-    EXPECT_TRUE(converter.convert_buffers(nullptr, green.data(), nullptr, nullptr, 10, 1));
-    converter.convert_buffer(pixel, 1, 1, 3);
-
-    EXPECT_EQ(green, std::vector<float>(10, pixel[1]));
-    EXPECT_TRUE(converter.convert_buffers(nullptr, nullptr, nullptr, nullptr, 10, 1));
-}
-
-TEST_F(ColorIOConverterTest, OnePlaneMayStandForTwo)
-{
-    ColorIOConverter converter;
-    ASSERT_TRUE(converter.configure("sRGB", "Linear"));
-    std::vector<float> luminance(100, 0.5f), scratch(100, 0.0f), alpha(100, 0.3f);
-
-    EXPECT_TRUE(
-        converter.convert_buffers(luminance.data(), scratch.data(), scratch.data(), alpha.data(), 10, 10));
-
-    EXPECT_NEAR(luminance[99], srgb_to_linear(0.5), 1e-5f);
-    EXPECT_EQ(alpha[99], 0.3f);
-}
-
-TEST_F(ColorIOConverterTest, AlphaNeverChangesWhateverTheTransformDoesToIt)
-{
-    use_other_config();
-    ColorIOConverter converter;
-    ASSERT_TRUE(converter.configure("Mixer", "ACEScg"));
-    float pixel[5] = {0.5f, 0.25f, 0.125f, 0.75f, 9.0f};
-    float red = 0.5f, green = 0.25f, blue = 0.125f, alpha = 0.75f;
-
-    EXPECT_TRUE(converter.convert_buffer(pixel, 1, 1, 5));
-    EXPECT_TRUE(converter.convert_buffers(&red, &green, &blue, &alpha, 1, 1));
-
-    EXPECT_EQ(pixel[3], 0.75f);
-    EXPECT_EQ(pixel[4], 9.0f);
-    EXPECT_EQ(alpha, 0.75f);
-    EXPECT_EQ(red, pixel[0]);
-}
-
-TEST_F(ColorIOConverterTest, ManyThreadsConfigureAndConvert)
-{
-    std::vector<std::jthread> threads;
-    for (int number = 0; number < 4; ++number)
-        threads.emplace_back([number] {
-            for (int round = 0; round < 20; ++round) {
-                ColorIOConverter converter;
-                EXPECT_TRUE(converter.configure(number % 2 ? "sRGB" : "Rec.709", "Linear"));
-                std::vector<float> data(300, 0.0f);
-                data[0] = 1.0f;
-                EXPECT_TRUE(converter.convert_buffer(data.data(), 100, 1, 3));
-                EXPECT_NEAR(data[0], 1.0f, 1e-5f);
-                EXPECT_EQ(ColorIO::get_default_color_space_name(), "Linear");
-            }
-        });
 }
 
 TEST_F(ColorIOAutoDetectionTest, ExtensionsHaveTheirSpaces)

@@ -278,17 +278,38 @@ TEST(ImageProcess, RegionCutsTheTiles)
         }
 }
 
-TEST(ImageProcess, ReachesPastTheTilesAsZeros)
+TEST(ImageProcess, WhereThereAreNoTilesThereAreNoBlocks)
 {
+    int const largest = std::numeric_limits<int>::max();
+    int const least = std::numeric_limits<int>::min();
     ImageMap map;
     prepare_map(map, kSampleTypes[4], {"r"});
+    EXPECT_TRUE(ImageProcess::apply(map, parameters_for({0, 0, 100, 100}, invert), false, nullptr));
     map.m_channels[0]->create_tiles({0, 0, 10, 10}, nullptr, 0.25f);
 
-    EXPECT_TRUE(ImageProcess::apply(map, parameters_for({-100, -100, 300, 300}, invert), false, nullptr));
+    for (GMathVec4<int> const& region : {GMathVec4<int>{-100, -100, 300, 300},
+                                         {least, least, largest, largest},
+                                         {0, 0, largest, largest},
+                                         {20, 0, 5, 5}})
+        EXPECT_TRUE(ImageProcess::apply(map, parameters_for(region, invert), false, nullptr));
 
-    EXPECT_EQ(map.m_channels[0]->get_bits(9, 9), float_bits(0.75f));
+    EXPECT_EQ(map.m_channels[0]->get_bits(9, 9), float_bits(0.25f));
     EXPECT_EQ(map.m_channels[0]->get_bits(10, 10), 0u);
     EXPECT_EQ(map.m_channels[0]->get_tile_count(), 1u);
+}
+
+TEST(ImageProcess, ChannelsOfAnotherPlaceReadZero)
+{
+    ImageMap map;
+    prepare_map(map, kSampleTypes[4], {"r", "a"});
+    map.m_channels[0]->create_tiles({0, 0, 10, 10}, nullptr, 0.25f);
+    map.m_channels[1]->create_tiles({200, 0, 10, 10}, nullptr, 0.5f);
+
+    EXPECT_TRUE(ImageProcess::apply(map, parameters_for({0, 0, 210, 10}, invert), false, nullptr));
+
+    EXPECT_EQ(map.m_channels[0]->get_bits(9, 9), float_bits(0.75f));
+    EXPECT_EQ(map.m_channels[0]->get_bits(205, 5), 0u);
+    EXPECT_EQ(map.m_channels[1]->get_bits(205, 5), float_bits(0.25f));
 }
 
 TEST(ImageProcess, MapWithoutColorsGivesEmptyBlocks)

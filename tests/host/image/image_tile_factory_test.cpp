@@ -148,6 +148,25 @@ TEST_F(TileFactory, KeptBuffersMakeRoomUnderALimit)
     EXPECT_EQ(m_factory.get_statistics().bytes_kept, 0u);
 }
 
+TEST_F(TileFactory, NeverHoldsMoreThanTheBusiestMoment)
+{
+    for (unsigned int i = 0; i < 16; ++i)
+        m_factory.allocate_tile_buffer(&tile(i), false);
+    std::size_t const peak = m_factory.get_statistics().peak_bytes_in_use;
+    for (int round = 0; round < 3; ++round)
+        for (int type : {0, 1, 2}) {
+            ImageMap map;
+            prepare_map(map, kSampleTypes[type], {"r"}, 128);
+            map.create_tiles({0, 0, 640, 640}, true);
+        }
+
+    auto const held = m_factory.get_statistics();
+
+    EXPECT_GT(held.tiles_kept, 0u);
+    EXPECT_LE(held.bytes_in_use + held.bytes_kept, std::max(peak, held.peak_bytes_in_use));
+    EXPECT_NE(tile(15).m_pixels, nullptr);
+}
+
 TEST_F(TileFactory, ImpossiblyLargeTilesGetNoBuffer)
 {
     ImageMap map;
