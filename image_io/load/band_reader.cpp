@@ -32,8 +32,8 @@ std::size_t checked(std::optional<std::size_t> size)
 BandReader::BandReader(OIIO::ImageInput& input, OIIO::ImageSpec const& spec, ChannelRange range,
                        ImageLoadReport& report)
     : m_input(input)
+    , m_reads(input, report)
     , m_spec(spec)
-    , m_report(report)
     , m_range(range)
     , m_lines_per_band(zv_image_io::lines_per_band(spec, range))
     , m_sample_bytes(spec.format.size())
@@ -78,7 +78,8 @@ void BandReader::read(int begin_y)
 bool BandReader::ask(int begin_y, int line_count, ChannelRange channels, CoreString& error)
 {
     std::byte* const into = samples(begin_y - m_begin_y, channels.begin);
-    ReadResult result = guarded_read(m_input, m_report, [&] {
+    // A band is not asked again: its lines are.
+    ReadResult result = m_reads.run(line_count == 1, [&] {
         return m_input.read_scanlines(0, 0, begin_y, begin_y + line_count, 0, channels.begin, channels.end,
                                       m_spec.format, into, OIIO::stride_t(m_pixel_bytes), OIIO::stride_t(m_row_bytes));
     });

@@ -37,8 +37,9 @@ std::vector<float> LoadedPicture::plane(std::string const& name, int x, int y, i
 LoadedPicture load_picture(std::string const& path, ImageLoadOptions const& options, AppProgressBar* progress)
 {
     LoadedPicture picture;
-    picture.canvas.reset(ImageIO::load_image(path.c_str(), options, nullptr, progress, ImagePixel::REPEAT_MODE_NONE,
-                                             ImagePixel::REPEAT_MODE_NONE, picture.report));
+    picture.canvas.reset(ImageIO::load_image(path.c_str(), options, nullptr, progress,
+                                             ImagePixel::REPEAT_MODE_NONE, ImagePixel::REPEAT_MODE_NONE,
+                                             picture.report));
     return picture;
 }
 
