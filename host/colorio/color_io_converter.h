@@ -11,9 +11,8 @@ class ColorTransform;
 ///
 /// Shape    see the operations; alpha is never changed and never divided by: colour is unassociated
 /// Errors   false, and the data as it was, before and after a failed `configure`; nothing throws
-/// Threads  converting from any number of threads, not beside `configure`. Conversions are cached by pair:
-/// the
-///          second `configure` of a pair costs microseconds.
+/// Threads  any number convert at once, none beside `configure`
+/// Cost     conversions are cached by pair: the second `configure` of a pair costs microseconds
 class ColorIOConverter {
 public:
     ColorIOConverter();

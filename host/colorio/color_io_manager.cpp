@@ -33,16 +33,12 @@ OCIO::ConstConfigRcPtr built_in_config()
     return OCIO::Config::CreateFromStream(text);
 }
 
-void log_unusable_file(char const* path, std::string const& error)
+void log_error(std::string const& text)
 {
-    if (CoreLogHandler::s_main_log_handler.m_level < 1)
+    if (text.empty() || CoreLogHandler::s_main_log_handler.m_level < 1)
         return;
     CoreLogStream line;
-    line.m_text += "Colour configuration '";
-    line.m_text += path;
-    line.m_text += "' cannot be used: ";
-    line.m_text += error.c_str();
-    line.m_text += "\n";
+    line.m_text += text.c_str();
     CoreLogHandler::log(1, line);
 }
 
@@ -60,37 +56,47 @@ struct ColorIOManager::State {
         transforms.clear();
     }
 
-    void take_environment()
+    /// The line to log when the file of the environment cannot be used; else empty.
+    std::string take_environment()
     {
         char const* const path = std::getenv("OCIO");
         std::string error;
         OCIO::ConstConfigRcPtr named = path != nullptr && *path != '\0' ? read_config(path, error) : nullptr;
         if (named != nullptr) {
             take(std::move(named), path);
-            return;
+            return {};
         }
-        if (!error.empty())
-            log_unusable_file(path, error);
         take(built_in_config(), {});
+        return error.empty()
+                   ? error
+                   : "Colour configuration '" + std::string(path) + "' cannot be used: " + error + "\n";
     }
 };
 
 ColorIOManager* const ColorIOManager::s_instance = &the_manager;
 
-ColorIOManager::State& ColorIOManager::locked_state()
+template <class Work>
+auto ColorIOManager::with_state(Work const& work)
 {
-    if (m_state == nullptr) {
-        auto state = std::make_unique<State>();
-        state->take_environment();
-        m_state = state.release();
-    }
-    return *m_state;
+    std::string line;
+    auto const locked = [&] {
+        std::lock_guard const lock(m_mutex);
+        if (m_state == nullptr) {
+            auto state = std::make_unique<State>();
+            line = state->take_environment();
+            m_state = state.release();
+        }
+        return work(*m_state);
+    };
+    auto result = locked();
+    // Outside the lock: a sink may ask for colours.
+    log_error(line);
+    return result;
 }
 
 OCIO::ConstConfigRcPtr ColorIOManager::get_config()
 {
-    std::lock_guard const lock(m_mutex);
-    return locked_state().config;
+    return with_state([](State const& state) { return state.config; });
 }
 
 bool ColorIOManager::set_config_file(CoreString const& path, CoreString* error)
@@ -102,34 +108,33 @@ bool ColorIOManager::set_config_file(CoreString const& path, CoreString* error)
             *error = reason.c_str();
         return false;
     }
-    std::lock_guard const lock(m_mutex);
-    locked_state().take(std::move(config), path.get_data());
-    return true;
+    return with_state([&](State& state) {
+        state.take(config, path.get_data());
+        return true;
+    });
 }
 
 void ColorIOManager::reload()
 {
-    std::lock_guard const lock(m_mutex);
-    locked_state().take_environment();
+    log_error(with_state([](State& state) { return state.take_environment(); }));
 }
 
 CoreString ColorIOManager::get_config_file()
 {
-    std::lock_guard const lock(m_mutex);
-    return locked_state().file.c_str();
+    return with_state([](State const& state) { return CoreString(state.file.c_str()); });
 }
 
 std::shared_ptr<ColorTransform const> ColorIOManager::get_transform(CoreString const& source,
                                                                     CoreString const& target)
 try {
-    std::lock_guard const lock(m_mutex);
-    State& state = locked_state();
-    auto& transform = state.transforms[{source.get_data(), target.get_data()}];
-    // Preparing takes milliseconds, and every load of a kind of file asks for the same pair.
-    if (transform == nullptr)
-        transform = std::make_shared<ColorTransform>(
-            state.config->getProcessor(source.get_data(), target.get_data()));
-    return transform;
+    return with_state([&](State& state) {
+        auto& transform = state.transforms[{source.get_data(), target.get_data()}];
+        // Preparing takes milliseconds, and every load of a kind of file asks for the same pair.
+        if (transform == nullptr)
+            transform = std::make_shared<ColorTransform>(
+                state.config->getProcessor(source.get_data(), target.get_data()));
+        return transform;
+    });
 } catch (...) {
     return nullptr;
 }

@@ -46,7 +46,9 @@ public:
 private:
     struct State;
 
-    State& locked_state();
+    /// Calls work(state) under the lock, reading the configuration first if need be; logs after it.
+    template <class Work>
+    auto with_state(Work const& work);
 
     // Plain members only, never destroyed: other statics may convert colours while the process ends.
     std::mutex m_mutex;

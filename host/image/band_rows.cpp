@@ -35,8 +35,8 @@ void gather(unsigned char const* source, std::ptrdiff_t stride, Sample* target, 
         target[i] = load<Sample>(source + static_cast<std::ptrdiff_t>(i) * stride);
 }
 
-// Rows of a tile of 64 are what nearly all pictures are made of: a known count spares a call a row. The samples at
-// the sides are cleared here, because the row's cache lines are at hand.
+// Rows of a tile of 64 are what nearly all pictures are made of: a known count spares a call a row. The
+// samples at the sides are cleared here, because the row's cache lines are at hand.
 template <class Sample>
 void gather_block(BandSource const& source, Sample* target, std::size_t target_stride, std::size_t width,
                   std::size_t height, bool clear_sides)

@@ -15,8 +15,8 @@
 /// An image in memory: its display window, its data window, one map and one pyramid. Created with `new`,
 /// owned by who receives the pointer, destroyed through the virtual destructor.
 ///
-/// Steps of a load: constructor, `create_image`, channels and samples, `set_canvas`, `finalize`; read-only
-/// after it. Threads  one writer, or any number of readers
+/// Steps    constructor, `create_image`, channels and samples, `set_canvas`, `finalize`; then read-only
+/// Threads  one writer, or any number of readers
 class ImageCanvas : public ResourceData {
 public:
     /// What is known of the map without asking it; the data window comes first.
@@ -57,9 +57,9 @@ public:
     /// Records both windows; a null data window is the display window.
     void set_canvas(GMathVec4<int> const& display_window, GMathVec4<int> const* data_window);
 
-    /// Ends loading: the image is ready for readers. `release_equal` drops the buffers of tiles that turned
-    /// out constant only among those written through `m_pixels`; `prepare_aprons` fills all aprons now
-    /// instead of at their first use.
+    /// Ends loading: the image is ready for readers. `release_equal` makes constant tiles of those that were
+    /// written through `m_pixels` and hold equal samples (a look at their first samples, for most);
+    /// `prepare_aprons` fills all aprons now instead of at their first use.
     void finalize(bool const& release_equal, bool const& prepare_aprons);
     [[nodiscard]] bool is_finalized() const { return m_finalized; }
 

@@ -119,18 +119,19 @@ void ImageMapChannel::set_evaluator(Evaluator evaluator)
     std::lock_guard const lock(m_lock);
     m_evaluator = std::move(evaluator);
     for (unsigned int i = 0; i < m_tile_count; ++i)
-        m_tiles[i].m_evaluated.store(false, std::memory_order_relaxed);
+        m_tiles[i].m_evaluation.store(ImageMapTile::Evaluation::OPEN, std::memory_order_relaxed);
 }
 
 void ImageMapChannel::evaluate(ImageMapTile& tile, ImageEvalContext* context) const
 {
-    if (tile.m_evaluated.load(std::memory_order_acquire))
+    using Evaluation = ImageMapTile::Evaluation;
+    if (tile.m_evaluation.load(std::memory_order_acquire) == Evaluation::DONE)
         return;
     std::lock_guard const lock(m_lock);
-    if (tile.m_evaluated.load(std::memory_order_relaxed))
+    // Running under this lock: an evaluator that reads its own tile finds what is there.
+    if (tile.m_evaluation.load(std::memory_order_relaxed) != Evaluation::OPEN)
         return;
-    // Marked first: an evaluator that reads its own tile finds what is there instead of asking again.
-    tile.m_evaluated.store(true, std::memory_order_relaxed);
+    tile.m_evaluation.store(Evaluation::RUNNING, std::memory_order_relaxed);
     ImageEvalContext own =
         m_map->get_canvas() != nullptr ? ImageEvalContext(*m_map->get_canvas(), 0) : ImageEvalContext();
     bool filled = false;
@@ -139,7 +140,7 @@ void ImageMapChannel::evaluate(ImageMapTile& tile, ImageEvalContext* context) co
     } catch (...) {
         filled = false;
     }
-    tile.m_evaluated.store(filled, std::memory_order_release);
+    tile.m_evaluation.store(filled ? Evaluation::DONE : Evaluation::OPEN, std::memory_order_release);
 }
 
 void ImageMapChannel::forget_aprons()

@@ -98,8 +98,9 @@ public:
     /// else when the tile's last row comes. Bands of whole tile rows are therefore the fast ones.
     ///
     /// Shape    sample (column, row) of the band at samples + column * pixel_stride + row * row_stride bytes
-    /// Units    strides in bytes, negative allowed; `rows_region` absolute pixels, clipped to the channel's
-    /// region Returns  false if a tile got no memory (it keeps its old value), or without tiles
+    /// Units    strides in bytes, negative and zero allowed; `rows_region` in absolute pixels, clipped to the
+    ///          channel's region
+    /// Returns  false if a tile got no memory (it keeps its old value), or without tiles
     bool fill_rows(void const* samples, std::ptrdiff_t pixel_stride_bytes, std::ptrdiff_t row_stride_bytes,
                    GMathVec4<int> const& rows_region);
 

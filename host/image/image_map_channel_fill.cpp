@@ -26,8 +26,8 @@ bool equal_samples(std::size_t sample_bytes, std::uint32_t bits, BandSource cons
                                 static_cast<std::size_t>(block.height()));
 }
 
-/// Clears what a block that goes into a fresh buffer leaves, but for the sample at each side of its rows: the rows above
-/// and below, and what lies outside the region in its own rows.
+/// Clears what a block that goes into a fresh buffer leaves, but for the sample at each side of its rows:
+/// the rows above and below, and what lies outside the region in its own rows.
 void clear_around(unsigned char* buffer, Bounds const& origin, Bounds const& block, std::size_t sample_bytes)
 {
     std::size_t const row_bytes = (static_cast<std::size_t>(origin.width()) + 2) * sample_bytes;

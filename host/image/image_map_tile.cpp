@@ -1,7 +1,5 @@
 #include "host/image/image_map_tile.h"
 
-#include <limits>
-
 #include "host/image/band_rows.h"
 #include "host/image/image_map.h"
 #include "host/image/image_map_channel.h"
@@ -28,10 +26,10 @@ std::size_t ImageMapTile::get_buffer_size(int tile_size, std::size_t sample_byte
 {
     if (tile_size < 1 || sample_bytes == 0)
         return 0;
+    // No machine has more, and with it no product of the layout overflows.
+    constexpr std::size_t kMaximumBytes = std::size_t{1} << 40;
     std::size_t const edge = static_cast<std::size_t>(tile_size) + 2;
-    if (edge > std::numeric_limits<std::size_t>::max() / edge / sample_bytes)
-        return 0;
-    return edge * edge * sample_bytes;
+    return edge * edge <= kMaximumBytes / sample_bytes ? edge * edge * sample_bytes : 0;
 }
 
 unsigned char* ImageMapTile::get_row(int row) const

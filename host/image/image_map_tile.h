@@ -82,5 +82,6 @@ private:
     std::uint32_t m_constant_bits = 0;
     bool m_equality_known = false;  ///< the samples were looked at and differ
     std::atomic<bool> m_apron_ready{false};
-    std::atomic<bool> m_evaluated{false};
+    enum class Evaluation : unsigned char { OPEN, RUNNING, DONE };
+    std::atomic<Evaluation> m_evaluation{Evaluation::OPEN};
 };

@@ -7,6 +7,7 @@
 #include <new>
 
 #include "host/image/block_walk.h"
+#include "host/image/equal_block_memo.h"
 #include "host/image/image_map.h"
 #include "host/image/image_map_tile.h"
 #include "host/image/sample_rows.h"
@@ -33,6 +34,7 @@ struct Scratch {
     std::unique_ptr<float[]> planes;
     std::unique_ptr<unsigned char[]> samples;
     std::array<float*, kSlotCount> plane_of{};
+    zv_host::EqualBlockMemo memo;
 
     bool make(Channels const& channels, std::size_t block_pixels, std::size_t sample_bytes)
     {
@@ -57,42 +59,62 @@ public:
         , m_parameters(parameters)
         , m_channels(slot_channels(map))
         , m_kind(zv_host::sample_kind(map.m_bit_depth, map.m_bit_type))
-        , m_bounds(parameters.m_region)
+        , m_bounds(intersection(Bounds(parameters.m_region), held_bounds(map)))
         , m_strip_rows(std::clamp<std::int64_t>(kMaximumBlockPixels / map.m_tile_size, 1, map.m_tile_size))
         , m_first_column(zv_host::floor_div(m_bounds.begin_x, map.m_tile_size))
         , m_columns(zv_host::floor_div(m_bounds.end_x - 1, map.m_tile_size) - m_first_column + 1)
         , m_first_tile_row(zv_host::floor_div(m_bounds.begin_y, map.m_tile_size))
-        , m_strips_per_tile((map.m_tile_size + m_strip_rows - 1) / m_strip_rows)
-        , m_strips((zv_host::floor_div(m_bounds.end_y - 1, map.m_tile_size) - m_first_tile_row + 1) *
-                   m_strips_per_tile)
+        , m_tile_rows(zv_host::floor_div(m_bounds.end_y - 1, map.m_tile_size) - m_first_tile_row + 1)
     {
     }
 
-    [[nodiscard]] std::size_t block_count() const { return static_cast<std::size_t>(m_columns * m_strips); }
+    [[nodiscard]] std::size_t tile_count() const
+    {
+        return m_bounds.is_empty() ? 0 : static_cast<std::size_t>(m_columns * m_tile_rows);
+    }
     [[nodiscard]] bool failed() const { return m_failed.load(); }
 
+    /// One tile is one thread's, because its strips share a buffer.
     void process(std::size_t number, Scratch& scratch)
     {
-        auto const column = static_cast<std::int64_t>(number) % m_columns;
-        auto const strip = static_cast<std::int64_t>(number) / m_columns;
-        std::int64_t const size = m_map.m_tile_size;
-        std::int64_t const tile_x = m_first_column + column;
-        std::int64_t const tile_y = m_first_tile_row + strip / m_strips_per_tile;
-        std::int64_t const first_row = tile_y * size + strip % m_strips_per_tile * m_strip_rows;
-        std::int64_t const end_row = std::min(first_row + m_strip_rows, (tile_y + 1) * size);
-        Bounds const block = intersection(m_bounds, {tile_x * size, first_row, (tile_x + 1) * size, end_row});
-        if (block.is_empty())
+        auto const tile_x = static_cast<int>(m_first_column + static_cast<std::int64_t>(number) % m_columns);
+        auto const tile_y =
+            static_cast<int>(m_first_tile_row + static_cast<std::int64_t>(number) / m_columns);
+        Bounds const part = intersection(m_bounds, zv_host::tile_bounds(tile_x, tile_y, m_map.m_tile_size));
+        for (std::int64_t row = part.begin_y; row < part.end_y; row += m_strip_rows)
+            process_block(tile_x, tile_y,
+                          {part.begin_x, row, part.end_x, std::min(row + m_strip_rows, part.end_y)}, scratch);
+    }
+
+private:
+    /// Where the map has tiles at all.
+    static Bounds held_bounds(ImageMap const& map)
+    {
+        Bounds held;
+        for (ImageMapChannel const* const channel : map.m_channels)
+            held = enclosing(held, channel->m_bounds);
+        return held;
+    }
+
+    void process_block(int tile_x, int tile_y, Bounds const& block, Scratch& scratch)
+    {
+        scratch.memo.look(m_channels, tile_x, tile_y, block);
+        if (scratch.memo.is_known()) {
+            scratch.memo.repeat(m_channels, tile_x, tile_y);
             return;
-        if (!scratch.make(m_channels, static_cast<std::size_t>(m_strip_rows * size), m_map.m_bit_depth)) {
+        }
+        if (!scratch.make(m_channels, static_cast<std::size_t>(m_strip_rows * m_map.m_tile_size),
+                          m_map.m_bit_depth)) {
             m_failed = true;
             return;
         }
         read(block, scratch);
         if (run_callback(block, scratch))
-            write(static_cast<int>(tile_x), static_cast<int>(tile_y), block, scratch);
+            write(tile_x, tile_y, block, scratch);
+        if (!failed())
+            scratch.memo.remember(m_channels, tile_x, tile_y);
     }
 
-private:
     void read(Bounds const& block, Scratch& scratch) const
     {
         for (std::size_t slot = 0; slot < kSlotCount; ++slot)
@@ -166,8 +188,7 @@ private:
     std::int64_t m_first_column;
     std::int64_t m_columns;
     std::int64_t m_first_tile_row;
-    std::int64_t m_strips_per_tile;
-    std::int64_t m_strips;
+    std::int64_t m_tile_rows;
     std::atomic<bool> m_failed{false};
 };
 
@@ -180,7 +201,7 @@ bool ImageProcess::apply(ImageMap& map, InPlaceProcessParameters parameters, boo
         return true;
     Pass pass(map, parameters);
     bool const walked = zv_host::walk_blocks<Scratch>(
-        pass.block_count(), single_thread,
+        pass.tile_count(), single_thread,
         [&](std::size_t number, Scratch& scratch) { pass.process(number, scratch); });
     return walked && !pass.failed();
 }

@@ -34,16 +34,18 @@ public:
         std::uint64_t m_reserved_wide = 0;
     };
 
-    /// Runs the callback over each tile of the region: on its part inside the region, in strips of whole rows
-    /// where a tile has more than 65,536 pixels. Tiles are walked in parallel, in no particular order.
+    /// Runs the callback over each tile of the map in the region: on its part inside the region and the map's
+    /// channels, in strips of whole rows where a tile has more than 65,536 pixels. Tiles are walked in
+    /// parallel, in no particular order; the strips of one tile follow each other on one thread.
     /// Samples go to floats and back (integers as 0 to 1, rounded and limited); those that the callback
     /// leaves alone keep their bits. A block of equal samples is stored as a constant tile where it covers
-    /// its tile.
+    /// its tile. A block that is a constant tile in every channel, and the same as the one before it, gets
+    /// what that one became without a call: an answer depends on the block's samples, its size and the user
+    /// words alone.
     ///
     /// `single_thread` walks on the calling thread. `app` plays no part and may be null.
     /// Returns  false for what the pass could not do itself: no callback, no memory, an exception from the
-    /// callback.
-    ///          A callback that answers false does not fail the pass.
+    ///          callback. A callback that answers false does not fail the pass.
     static bool apply(ImageMap& map, InPlaceProcessParameters parameters, bool single_thread, AppBase* app);
 
 private:

@@ -83,8 +83,7 @@ unsigned char* ImageTileFactory::take_kept(std::size_t bytes)
 {
     std::lock_guard const lock(m_mutex);
     auto const kept = m_kept.find(bytes);
-    bool const fits = m_memory_limit == 0 || m_statistics.bytes_in_use + bytes <= m_memory_limit;
-    if (kept == m_kept.end() || kept->second.empty() || !fits)
+    if (kept == m_kept.end() || kept->second.empty() || is_above_limit(bytes))
         return nullptr;
     unsigned char* const buffer = kept->second.back();
     kept->second.pop_back();
@@ -96,19 +95,30 @@ unsigned char* ImageTileFactory::take_kept(std::size_t bytes)
 
 bool ImageTileFactory::reserve_fresh(std::size_t bytes)
 {
-    bool crowded = false;
-    {
-        std::lock_guard const lock(m_mutex);
-        if (m_memory_limit != 0) {
-            if (bytes > m_memory_limit || m_statistics.bytes_in_use > m_memory_limit - bytes)
-                return false;
-            crowded = m_statistics.bytes_kept > m_memory_limit - bytes - m_statistics.bytes_in_use;
-        }
-        count_use(bytes);
-    }
-    if (crowded)
-        free_unused_tiles(false);
+    std::lock_guard const lock(m_mutex);
+    if (is_above_limit(bytes))
+        return false;
+    count_use(bytes);
+    drop_kept_above(m_memory_limit != 0 ? std::min(m_memory_limit, m_statistics.peak_bytes_in_use)
+                                        : m_statistics.peak_bytes_in_use);
     return true;
+}
+
+void ImageTileFactory::drop_kept_above(std::size_t held_bytes)
+{
+    for (auto& [bytes, buffers] : m_kept)
+        while (!buffers.empty() && m_statistics.bytes_in_use + m_statistics.bytes_kept > held_bytes) {
+            std::free(buffers.back());
+            buffers.pop_back();
+            --m_statistics.tiles_kept;
+            m_statistics.bytes_kept -= bytes;
+        }
+}
+
+bool ImageTileFactory::is_above_limit(std::size_t bytes) const
+{
+    return m_memory_limit != 0 &&
+           (bytes > m_memory_limit || m_statistics.bytes_in_use > m_memory_limit - bytes);
 }
 
 void ImageTileFactory::count_use(std::size_t bytes)

@@ -9,7 +9,8 @@
 class ImageMapTile;
 
 /// The allocator of all tile buffers of the process. Keeps what is given back in lists by size, so that a
-/// load after a load touches no fresh pages, until `free_unused_tiles`.
+/// load after a load touches no fresh pages, until `free_unused_tiles`. Kept buffers of one size give way to
+/// fresh ones of another: in all it never holds more than was in use at the busiest moment.
 ///
 /// Errors   no memory, or a set limit reached: the tile keeps its null buffer; nothing throws
 /// Threads  any number
@@ -61,6 +62,8 @@ private:
     unsigned char* take(std::size_t bytes, bool clear);
     unsigned char* take_kept(std::size_t bytes);
     bool reserve_fresh(std::size_t bytes);
+    void drop_kept_above(std::size_t held_bytes);
+    [[nodiscard]] bool is_above_limit(std::size_t bytes) const;
     void count_use(std::size_t bytes);
     void cancel_use(std::size_t bytes);
     void give_back(unsigned char* buffer, std::size_t bytes) noexcept;

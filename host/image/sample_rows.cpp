@@ -6,6 +6,7 @@
 #include <bit>
 #include <cstring>
 #include <limits>
+#include <type_traits>
 
 namespace zv_host {
 namespace {
@@ -33,18 +34,15 @@ float limited(float value)
     return positive < 1.0f ? positive : 1.0f;
 }
 
+// In double, so that a value just below the middle between two integers is not lifted to it by the product.
 template <class Sample>
 void integers_from_float(float const* source, Sample* target, std::size_t count)
 {
+    using Wide = std::conditional_t<sizeof(Sample) == 4, std::int64_t, std::int32_t>;
+    constexpr double kScale = std::numeric_limits<Sample>::max();
     for (std::size_t i = 0; i < count; ++i)
-        target[i] = static_cast<Sample>(static_cast<int>(limited(source[i]) * kLargest<Sample> + 0.5f));
-}
-
-void integers_from_float(float const* source, std::uint32_t* target, std::size_t count)
-{
-    for (std::size_t i = 0; i < count; ++i)
-        target[i] = static_cast<std::uint32_t>(
-            static_cast<std::int64_t>(static_cast<double>(limited(source[i])) * 4294967295.0 + 0.5));
+        target[i] =
+            static_cast<Sample>(static_cast<Wide>(static_cast<double>(limited(source[i])) * kScale + 0.5));
 }
 
 template <class Sample>

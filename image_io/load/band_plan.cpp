@@ -33,6 +33,10 @@ int exr_lines_per_block(std::string_view compression)
 int lines_per_block(OIIO::ImageSpec const& spec)
 {
     int const strip = spec.get_int_attribute("tiff:RowsPerStrip", 0);
+    // A long strip of interleaved channels is decoded line by line as far as it is asked for, at no more cost (measured:
+    // 2000 lines of zip in bands of 64, 0.056 s, at once, 0.071 s). Separate planes would begin anew at each change.
+    if (strip > kLines && spec.get_string_attribute("planarconfig") != "separate")
+        return 1;
     if (strip > 0)
         return std::min(strip, std::max(spec.height, 1));
     return exr_lines_per_block(spec.get_string_attribute("compression"));

@@ -1,0 +1,198 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/support/pictures.h"
+#include "tests/support/temp_dir.h"
+#include "tests/tools/run_zvio.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::Not;
+using zv_test::run_zvio;
+using zv_test::TempDir;
+using Json = nlohmann::json;
+
+std::vector<std::string> keys(Json const& object)
+{
+    std::vector<std::string> names;
+    for (auto const& item : object.items())
+        names.push_back(item.key());
+    return names;  // in alphabetical order
+}
+
+TEST(ZvioCommandLine, HelpAndVersionGoToStandardOutput)
+{
+    for (std::vector<std::string> const& arguments : {std::vector<std::string>{"--help"},
+                                                      {"probe", "--help"},
+                                                      {"load", "--help"},
+                                                      {"pixels", "--help"},
+                                                      {"formats", "--help"}}) {
+        auto const run = run_zvio(arguments);
+
+        EXPECT_EQ(run.exit_code, 0) << arguments[0];
+        EXPECT_THAT(run.output, HasSubstr("Usage: zvio")) << arguments[0];
+        EXPECT_EQ(run.error, "") << arguments[0];
+    }
+
+    auto const version = run_zvio({"--version"});
+    EXPECT_EQ(version.exit_code, 0);
+    EXPECT_EQ(version.output.rfind("zvio ", 0), 0u);
+}
+
+TEST(ZvioCommandLine, EveryCommandTakesTheCommonOptions)
+{
+    for (char const* command : {"probe", "load", "pixels", "formats"}) {
+        auto const help = run_zvio({command, "--help"});
+
+        for (char const* option :
+             {"--json", "--log-level", "--progress", "--ocio", "--threads", "--strict", "--help"})
+            EXPECT_THAT(help.output, HasSubstr(option)) << command;
+    }
+}
+
+struct MistakeCase {
+    char const* label;
+    std::vector<std::string> arguments;
+    char const* text;
+};
+
+class ZvioMistakes : public testing::TestWithParam<MistakeCase> {};
+
+TEST_P(ZvioMistakes, EndWithTwoAndAReason)
+{
+    auto const run = run_zvio(GetParam().arguments);
+
+    EXPECT_EQ(run.exit_code, 2);
+    EXPECT_EQ(run.output, "");
+    EXPECT_THAT(run.error, HasSubstr(GetParam().text));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Arguments, ZvioMistakes,
+    testing::Values(
+        MistakeCase{"no_command", {}, "subcommand"}, MistakeCase{"unknown_command", {"fly"}, "fly"},
+        MistakeCase{"unknown_option", {"probe", "--fly", "a.png"}, "--fly"},
+        MistakeCase{"no_file", {"load"}, "FILE"}, MistakeCase{"no_output", {"pixels", "a.png"}, "--output"},
+        MistakeCase{"log_level", {"load", "--log-level", "4", "a.png"}, "--log-level"},
+        MistakeCase{"progress", {"load", "--progress", "maybe", "a.png"}, "--progress"},
+        MistakeCase{"threads", {"load", "--threads", "0", "a.png"}, "--threads"},
+        MistakeCase{"single_channel", {"load", "--single-channel", "4", "a.png"}, "--single-channel"},
+        MistakeCase{"repeat", {"load", "--repeat", "wrap,none", "a.png"}, "wrap"},
+        MistakeCase{"topic", {"formats", "colours"}, "colours"},
+        MistakeCase{"colour_space", {"load", "--color-space", "no such space", "a.png"}, "\"no such space\""},
+        MistakeCase{"output_space",
+                    {"pixels", "--output-space", "no such space", "a.png", "-o", "b.png"},
+                    "\"no such space\""}),
+    [](auto const& row) { return row.param.label; });
+
+TEST(ZvioCommandLine, MistakesGiveADocumentToo)
+{
+    auto const run = run_zvio({"load", "--json", "--threads", "none", "a.png"});
+    Json const document = run.json();
+
+    EXPECT_EQ(run.exit_code, 2);
+    EXPECT_EQ(document["exit_code"], 2);
+    EXPECT_EQ(document["ok"], false);
+    EXPECT_EQ(document["command"], "load");
+    EXPECT_THAT(zv_test::warning_codes(document), ElementsAre("usage"));
+}
+
+TEST(ZvioCommandLine, DocumentsHaveTheSameKeysWhateverHappens)
+{
+    TempDir const folder;
+    zv_test::write_picture(folder.file("a.png"), zv_test::picture_spec(5, 4, 3, OIIO::TypeDesc::UINT8));
+
+    for (std::vector<std::string> const& arguments :
+         {std::vector<std::string>{"probe", "--json", folder.file("a.png")},
+          {"load", "--json", folder.file("a.png")},
+          {"load", "--json", folder.file("missing.png")},
+          {"pixels", "--json", folder.file("a.png"), "-o", folder.file("b.png")},
+          {"formats", "--json"},
+          {"load", "--json"}}) {
+        Json const document = run_zvio(arguments).json();
+
+        EXPECT_THAT(keys(document), ElementsAre("command", "elapsed_ms", "exit_code", "log", "ok", "result",
+                                                "schema", "warnings"))
+            << arguments[0];
+        EXPECT_EQ(document["schema"], "zvio/1");
+        EXPECT_EQ(document["command"], arguments[0]);
+        EXPECT_EQ(document["ok"], document["exit_code"] == 0);
+        EXPECT_GE(document["elapsed_ms"].get<double>(), 0.0);
+    }
+}
+
+TEST(ZvioCommandLine, LogLinesGoToStandardErrorAndIntoTheDocument)
+{
+    TempDir const folder;
+    std::string const path = folder.file("foreign.png");
+    zv_test::write_bytes(path, {'n', 'o', ' ', 'p', 'i', 'c', 't', 'u', 'r', 'e'});
+    std::string const line = "Failed to load image '" + path + "': could not create image input.";
+
+    auto const run = run_zvio({"load", "--json", path});
+    auto const quiet = run_zvio({"load", "--json", "--log-level", "1", path});
+
+    EXPECT_EQ(run.exit_code, 3);
+    ASSERT_GE(run.json()["log"].size(), 1u);
+    EXPECT_EQ(run.json()["log"][0], (Json{{"level", 2}, {"text", line}}));
+    EXPECT_THAT(run.error, HasSubstr(line + "\n"));
+    EXPECT_EQ(quiet.exit_code, 3);
+    EXPECT_EQ(quiet.json()["log"].size(), 0u);
+    EXPECT_THAT(quiet.error, Not(HasSubstr(line)));
+}
+
+TEST(ZvioCommandLine, BarsAreDrawnWhereWanted)
+{
+    TempDir const folder;
+    zv_test::write_picture(folder.file("a.png"), zv_test::picture_spec(47, 33, 3, OIIO::TypeDesc::UINT8));
+
+    auto const without_terminal = run_zvio({"load", folder.file("a.png")});
+    auto const never = run_zvio({"load", "--progress", "never", folder.file("a.png")});
+    auto const always = run_zvio({"load", "--progress", "always", folder.file("a.png")});
+
+    EXPECT_EQ(without_terminal.error, "");
+    EXPECT_EQ(never.error, "");
+    EXPECT_THAT(always.error, HasSubstr("] 100 %  a.png"));
+    EXPECT_EQ(always.error.substr(always.error.size() - 4), "\r\033[K");
+    EXPECT_EQ(always.exit_code, 0);
+}
+
+TEST(ZvioCommandLine, UnusableColourConfigurationIsAnInputFailure)
+{
+    TempDir const folder;
+    zv_test::write_bytes(folder.file("bad.ocio"), {'n', 'o'});
+    zv_test::write_picture(folder.file("a.png"), zv_test::picture_spec(5, 4, 3, OIIO::TypeDesc::UINT8));
+
+    for (char const* name : {"bad.ocio", "missing.ocio"}) {
+        auto const run = run_zvio({"load", "--ocio", folder.file(name), folder.file("a.png")});
+
+        EXPECT_EQ(run.exit_code, 3) << name;
+        EXPECT_EQ(run.output, "") << name;
+        EXPECT_THAT(run.error, HasSubstr(folder.file(name))) << name;
+    }
+}
+
+TEST(ZvioCommandLine, ColourConfigurationOfTheUserCounts)
+{
+    TempDir const folder;
+    std::string const text =
+        "ocio_profile_version: 1\nstrictparsing: true\nroles:\n  default: flat\n  scene_linear: flat\n"
+        "displays:\n  d:\n    - !<View> {name: v, colorspace: flat}\n"
+        "colorspaces:\n  - !<ColorSpace>\n    name: flat\n";
+    zv_test::write_bytes(folder.file("own.ocio"), {text.begin(), text.end()});
+    zv_test::write_picture(folder.file("a.png"), zv_test::picture_spec(5, 4, 3, OIIO::TypeDesc::UINT8));
+
+    auto const known = run_zvio(
+        {"load", "--json", "--ocio", folder.file("own.ocio"), "--color-space", "flat", folder.file("a.png")});
+    auto const unknown = run_zvio(
+        {"load", "--ocio", folder.file("own.ocio"), "--color-space", "ACEScg", folder.file("a.png")});
+
+    EXPECT_EQ(known.exit_code, 0);
+    EXPECT_EQ(known.json()["result"]["files"][0]["color_space"],
+              (Json{{"name", "flat"}, {"rule", "option"}}));
+    EXPECT_EQ(unknown.exit_code, 2);
+    EXPECT_THAT(unknown.error, HasSubstr("the configuration has flat"));
+}
+
+}  // namespace

@@ -1,0 +1,21 @@
+#pragma once
+
+#include <algorithm>
+
+namespace zvio {
+
+/// How the program ends. Of several files the highest counts.
+enum ExitCode {
+    EXIT_CODE_SUCCESS = 0,
+    EXIT_CODE_FAILURE = 1,  ///< whatever the others do not name
+    EXIT_CODE_USAGE = 2,    ///< the command line asks for what there is not
+    EXIT_CODE_INPUT = 3,    ///< a file that is missing, unreadable or of no known format
+    EXIT_CODE_DAMAGE = 7,   ///< under --strict: a file of which parts are lost
+};
+
+inline ExitCode worse(ExitCode first, ExitCode second)
+{
+    return std::max(first, second);
+}
+
+}  // namespace zvio
