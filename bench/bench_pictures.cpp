@@ -61,6 +61,32 @@ void write_exr(std::string const& path, int channels, int tile)
     }
 }
 
+void write_mixed_exr(std::string const& path)
+{
+    Imf::Header header(kWidth, kHeight);
+    header.compression() = Imf::ZIP_COMPRESSION;
+    std::vector<half> colour(std::size_t(kWidth) * kHeight);
+    std::vector<float> depth(colour.size());
+    for (int y = 0; y < kHeight; ++y)
+        for (int x = 0; x < kWidth; ++x) {
+            std::size_t const i = std::size_t(y) * kWidth + std::size_t(x);
+            depth[i] = 10 * sample(4, x, y);
+            colour[i] = half(depth[i] / 10);
+        }
+    Imf::FrameBuffer buffer;
+    for (char const* name : {"R", "G", "B", "A"}) {
+        header.channels().insert(name, Imf::Channel(Imf::HALF));
+        buffer.insert(name, Imf::Slice(Imf::HALF, reinterpret_cast<char*>(colour.data()), sizeof(half),
+                                       sizeof(half) * kWidth));
+    }
+    header.channels().insert("Z", Imf::Channel(Imf::FLOAT));
+    buffer.insert("Z", Imf::Slice(Imf::FLOAT, reinterpret_cast<char*>(depth.data()), sizeof(float),
+                                  sizeof(float) * kWidth));
+    Imf::OutputFile file(path.c_str(), header);
+    file.setFrameBuffer(buffer);
+    file.writePixels(kHeight);
+}
+
 void write_with_oiio(std::string const& path)
 {
     bool const is_hdr = path.ends_with(".hdr");

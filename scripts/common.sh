@@ -8,7 +8,7 @@ zv_packages=(
     libopenimageio-dev libopenexr-dev libimath-dev libopencolorio-dev libtbb-dev
     libcli11-dev nlohmann-json3-dev
     libgtest-dev libgmock-dev libbenchmark-dev
-    openimageio-tools openexr
+    openimageio-tools openexr fonts-dejavu-core
 )
 
 # Prints the packages that are not installed, one a line.

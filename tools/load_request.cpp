@@ -6,7 +6,6 @@
 #include <utility>
 
 #include "host/colorio/color_io.h"
-#include "host/core/core_log_handler.h"
 #include "image_io/frame/image_io.h"
 #include "image_io/load/color_space_rules.h"
 #include "image_io/load/image_header.h"
@@ -54,16 +53,6 @@ ImagePixel::RepeatMode repeat_mode(std::string const& name)
             return static_cast<ImagePixel::RepeatMode>(mode);
     throw CommandError(EXIT_CODE_USAGE,
                        "unknown repeat mode \"" + name + "\"; there are repeat, mirror, none, clamp");
-}
-
-/// Looks at the header without a log line: a file that does not open is told of once, by its load.
-bool probe_quietly(std::string const& path, ImageHeader& header)
-{
-    auto& level = CoreLogHandler::s_main_log_handler.m_level;
-    int const level_before = level.exchange(0);
-    bool const is_open = ImageIO::get_image_specs(path.c_str(), header);
-    level = level_before;
-    return is_open;
 }
 
 /// "u,v", or one mode for both.
@@ -170,12 +159,13 @@ LoadedFile Loader::load(std::string const& path, std::string const& wanted_space
         m_document.fail(EXIT_CODE_INPUT, "missing", path, "no such file");
         return loaded;
     }
-    if (ImageHeader header; probe_quietly(path, header)) {
-        loaded.color_space = choose_color_space(path);
-        check_channel_names(path, header);
-    } else {
-        loaded.color_space = {default_color_space(), "default"};
+    ImageHeader header;
+    if (!ImageIO::get_image_specs(path.c_str(), header)) {
+        m_document.fail(EXIT_CODE_INPUT, "unreadable", path, "cannot be read");
+        return loaded;
     }
+    loaded.color_space = choose_color_space(path);
+    check_channel_names(path, header);
 
     ImageLoadOptions options;
     bool const stays = !wanted_space.empty() && is_same_color_space(loaded.color_space.name, wanted_space);

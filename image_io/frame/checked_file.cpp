@@ -83,7 +83,7 @@ bool CheckedFile::seek(int64_t offset)
 
 void CheckedFile::write_at(void const* bytes, size_t size, int64_t offset)
 {
-    if (!m_file || !m_trouble.empty() || (!m_has_written && !begin_writing()))
+    if (size == 0 || !m_file || !m_trouble.empty() || (!m_has_written && !begin_writing()))
         return;
     errno = 0;
     if (m_file_position != offset && ::fseeko(m_file.get(), offset, SEEK_SET) != 0) {

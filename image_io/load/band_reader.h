@@ -6,6 +6,7 @@
 #include "host/core/core_string.h"
 #include "image_io/frame/library_names.h"
 #include "image_io/load/band_plan.h"
+#include "image_io/load/guarded_read.h"
 #include "image_io/load/image_load_report.h"
 
 namespace zv_image_io {
@@ -16,7 +17,8 @@ namespace zv_image_io {
 ///     row 1   c0 c1 c2 | ...              rows `row_bytes()` apart
 ///
 /// A band that fails is asked again line by line; a line that fails is asked channel by channel where the file keeps
-/// its channels apart. So each sample is asked at most three times. A reader that starts again from the top of the
+/// its channels apart, or once more where its failure may be an echo of the one before it (`ReadSequence`). So each
+/// sample is asked at most three times. A reader that starts again from the top of the
 /// file for each call is not asked behind its first bad line.
 ///
 /// Owns     the band's buffer; `input`, `spec` and `report` are borrowed
@@ -56,15 +58,16 @@ private:
     };
 
     std::size_t index(int channel) const { return std::size_t(channel - m_range.begin); }
-    bool ask(int begin_y, int line_count, ChannelRange channels, CoreString& error);
-    void rescue(CoreString const& error);
+    ReadResult ask(int begin_y, int line_count, ChannelRange channels);
+    bool is_doubtful(ReadResult const& result) const;
+    void rescue(ReadResult const& band);
     void rescue_line(int line, CoreString const& error);
     void lose(int line, ChannelRange channels, CoreString const& error);
     void note_failure(int channel, CoreString const& error);
 
     OIIO::ImageInput& m_input;
+    ReadSequence m_reads;
     OIIO::ImageSpec const& m_spec;
-    ImageLoadReport& m_report;
     ChannelRange m_range;
     int m_lines_per_band;
     std::size_t m_sample_bytes, m_pixel_bytes, m_row_bytes;

@@ -1,5 +1,7 @@
 #include "image_io/load/guarded_read.h"
 
+#include <string_view>
+
 namespace zv_image_io {
 
 namespace {
@@ -23,6 +25,13 @@ ReadResult finish_read(OIIO::ImageInput& input, bool good, char const* exception
         text = exception_text;
     note_error(report, text);
     return {good, text};
+}
+
+ReadSequence::ReadSequence(OIIO::ImageInput& input, ImageLoadReport& report)
+    : m_input(input)
+    , m_report(report)
+    , m_has_echoes(std::string_view(input.format_name()) == "openexr")
+{
 }
 
 }  // namespace zv_image_io

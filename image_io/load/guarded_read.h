@@ -19,7 +19,8 @@ struct ReadResult {
 };
 
 /// Takes the text that the reader left behind, notes it in the report and joins it to the outcome of the read.
-ReadResult finish_read(OIIO::ImageInput& input, bool good, char const* exception_text, ImageLoadReport& report);
+ReadResult finish_read(OIIO::ImageInput& input, bool good, char const* exception_text,
+                       ImageLoadReport& report);
 
 /// Runs `read()`, one read of the file library that gives a bool. What it throws is a failed read: broken headers make
 /// the libraries throw std::bad_alloc among others. A text that stays behind after a good read is noted, too.
@@ -34,5 +35,31 @@ ReadResult guarded_read(OIIO::ImageInput& input, ImageLoadReport& report, Read&&
         return finish_read(input, false, "unknown exception", report);
     }
 }
+
+/// The reads of one reader, one after the other.
+///
+/// Lines of OpenEXR files (OpenImageIO 2.4.7.1): a reader that ran into the end of its file fails in the next read as
+/// well, whatever that asks for. So there a failure right behind another one is asked again before it counts.
+class ReadSequence {
+public:
+    ReadSequence(OIIO::ImageInput& input, ImageLoadReport& report);
+
+    /// `guarded_read`, once more if `may_repeat` and the failure may be an echo of the one before it.
+    template <class Read>
+    ReadResult run(bool may_repeat, Read&& read)
+    {
+        ReadResult result = guarded_read(m_input, m_report, read);
+        if (!result.good && may_repeat && m_has_echoes && m_has_failed)
+            result.good = guarded_read(m_input, m_report, read).good;
+        m_has_failed = !result.good;
+        return result;
+    }
+
+private:
+    OIIO::ImageInput& m_input;
+    ImageLoadReport& m_report;
+    bool m_has_echoes;
+    bool m_has_failed = false;  // in the read before
+};
 
 }  // namespace zv_image_io

@@ -29,6 +29,7 @@ TEST(CheckedFile, WritesWhatItIsGivenWhereItIsGiven)
 
     ASSERT_TRUE(file.is_open());
     EXPECT_EQ(file.write("hello world", 11), 11u);
+    EXPECT_EQ(file.write(nullptr, 0), 0u);  // as the Targa writer does
     EXPECT_TRUE(file.seek(6));
     EXPECT_EQ(file.write("W", 1), 1u);
     EXPECT_EQ(file.tell(), 7);

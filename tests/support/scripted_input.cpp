@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <cstring>
 #include <new>
 #include <optional>
 
@@ -167,8 +168,14 @@ bool ScriptedInput::read_tile(int x, int y, int, OIIO::TypeDesc format, void* da
         trouble = "";
     else if (m_state->reading.bad_tiles.count({x, y}))
         trouble = "bad tile " + std::to_string(x) + " " + std::to_string(y);
-    if (!trouble)
+    if (!trouble) {
         deliver(call, x + m_spec.tile_width, y + m_spec.tile_height, data, x_stride, y_stride);
+        std::size_t const slice = format.size() * std::size_t(m_spec.nchannels) *
+                                  std::size_t(m_spec.tile_width) * std::size_t(m_spec.tile_height);
+        // The deeper slices of a volume's tile, packed: bytes that belong to no first slice.
+        for (int z = 1; z < m_spec.tile_depth; ++z)
+            std::memset(static_cast<char*>(data) + std::size_t(z) * slice, 0x7f, slice);
+    }
     return finish(call, trouble);
 }
 

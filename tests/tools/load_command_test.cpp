@@ -246,7 +246,9 @@ TEST(ZvioLoad, FilesThatAreNoneAreInputFailures)
     EXPECT_EQ(run.exit_code, 3);
     EXPECT_THAT(zv_test::warning_codes(run.json()),
                 ElementsAre("missing", "unreadable", "unreadable", "unreadable"));
-    for (Json const& file : run.json()["result"]["files"])
+    Json const files = run.json()["result"]["files"];
+    ASSERT_EQ(files.size(), 4u);
+    for (Json const& file : files)
         EXPECT_EQ(file["ok"], false);
 }
 
