@@ -50,6 +50,9 @@ public:
 private:
     friend struct ImageIOLoadDoors;  // the tests' way in
 
+    // The steps of `load_image`; what the libraries throw leaves them.
+    static bool load_picture(CoreString const& path, ImageCanvas& canvas, ImageLoadOptions const& options, OfApp* app,
+                             AppProgressBar* progress, ImageLoadReport& report);
     static bool read_data(OIIO::ImageInput* input, OIIO::ImageSpec& spec, ImageMap& map, GMathVec4<int>& data_window,
                           ImageLoadOptions const& options, bool accept_partial, OfApp* app, AppProgressBar* progress,
                           ImageLoadReport& report);
