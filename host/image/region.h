@@ -83,8 +83,8 @@ inline Bounds tile_bounds(int tile_x, int tile_y, int tile_size)
     return {x, y, x + tile_size, y + tile_size};
 }
 
-/// Calls visit(tile_x, tile_y) for each tile of the grid that has pixels of `bounds`, row after row. Counted in 64
-/// bits: with tiles of one pixel the last number is the last int.
+/// Calls visit(tile_x, tile_y) for each tile of the grid that has pixels of `bounds`, row after row. Counted
+/// in 64 bits: with tiles of one pixel the last number is the last int.
 template <class Visit>
 void for_each_tile_number(Bounds const& bounds, int tile_size, Visit&& visit)
 {

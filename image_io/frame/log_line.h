@@ -9,8 +9,8 @@ inline constexpr int kLogError = 1;
 inline constexpr int kLogWarning = 2;
 inline constexpr int kLogInformation = 3;
 
-/// Logs one line made of `pieces`; a handler quieter than `level` costs one comparison. A line for which there is no
-/// memory is dropped: lines are also logged on the way out of a failure, where nothing may throw.
+/// Logs one line made of `pieces`; a handler quieter than `level` costs one comparison. A line for which
+/// there is no memory is dropped: lines are also logged on the way out of a failure, where nothing may throw.
 template <class... Pieces>
 void log_line(int level, Pieces const&... pieces) noexcept
 {

@@ -9,9 +9,9 @@
 
 namespace {
 
-/// The place of a virtual operation among those of its class, the destructor being the first: modules that were
-/// built apart find them by it. A pointer to a virtual member holds the offset in the table plus one, and the
-/// destructor takes two entries of the table.
+/// The place of a virtual operation among those of its class, the destructor being the first: modules that
+/// were built apart find them by it. A pointer to a virtual member holds the offset in the table plus one, and
+/// the destructor takes two entries of the table.
 template <class Operation>
 std::ptrdiff_t slot(Operation operation)
 {
