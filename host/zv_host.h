@@ -1,4 +1,9 @@
 // Everything of the host surface, for an application that embeds the module.
+//
+// An application with a host of its own makes a CMake target `zv_host` before it adds this project: its headers carry the
+// names of ours, and only the module is built. Beside the operations of the host libraries the module asks for these of
+// ours, which make loading fast: `BandSource`, `ImageMap::fill_rows`, `ImageMapChannel::fill_rows` and
+// `AppProgressBar::set_task_increment`.
 #pragma once
 
 #include "host/version.h"

@@ -4,7 +4,8 @@
 
 /// One value with a tag that says its type.
 ///
-/// Conversions never fail: a text is read as a decimal number at its beginning (0 where there is none), a
+/// Conversions never fail: a text is read as a decimal number at its beginning (0 where there is none; "inf" and
+/// "nan" only where they are all of it), a
 /// bool is 1 or 0, nothing is 0 or the empty text; as text a bool is "true" or "false" and a double the
 /// shortest text that reads back as the same number.
 class CoreVariant {

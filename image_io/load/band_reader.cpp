@@ -66,45 +66,49 @@ void BandReader::read(int begin_y)
         std::fill(m_lost.begin(), m_lost.end(), char(0));
     m_lost_count = 0;
 
-    CoreString error;
     if (m_is_exhausted) {
         for (int line = 0; line < m_line_count; ++line)
-            lose(line, m_range, error);
-    } else if (!ask(begin_y, m_line_count, m_range, error)) {
-        rescue(error);
+            lose(line, m_range, {});
+        return;
     }
+    ReadResult const result = ask(begin_y, m_line_count, m_range);
+    if (!result.good || is_doubtful(result))
+        rescue(result);
 }
 
-bool BandReader::ask(int begin_y, int line_count, ChannelRange channels, CoreString& error)
+/// Whether a band may lack lines though the reader says that it is good: that of TIFF files passes over bad strips and
+/// leaves its text behind, while it refuses their lines when they are asked for one by one.
+bool BandReader::is_doubtful(ReadResult const& result) const
+{
+    return !result.error.is_empty() && m_line_count > 1 && !m_starts_from_the_top;
+}
+
+ReadResult BandReader::ask(int begin_y, int line_count, ChannelRange channels)
 {
     std::byte* const into = samples(begin_y - m_begin_y, channels.begin);
     // A band is not asked again: its lines are.
-    ReadResult result = m_reads.run(line_count == 1, [&] {
+    return m_reads.run(line_count == 1, [&] {
         return m_input.read_scanlines(0, 0, begin_y, begin_y + line_count, 0, channels.begin, channels.end,
                                       m_spec.format, into, OIIO::stride_t(m_pixel_bytes), OIIO::stride_t(m_row_bytes));
     });
-    if (!result.good)
-        error = result.error;
-    return result.good;
 }
 
-void BandReader::rescue(CoreString const& error)
+void BandReader::rescue(ReadResult const& band)
 {
     if (m_line_count == 1) {
-        rescue_line(0, error);
+        rescue_line(0, band.error);
     } else {
         for (int line = 0; line < m_line_count; ++line) {
-            CoreString line_error;
             if (m_is_exhausted)
-                lose(line, m_range, error);
-            else if (!ask(m_begin_y + line, 1, m_range, line_error))
-                rescue_line(line, error);
+                lose(line, m_range, band.error);
+            else if (!ask(m_begin_y + line, 1, m_range).good)
+                rescue_line(line, band.error);
         }
     }
     // Nothing is missing after all, but each channel met the failed read.
-    if (!has_losses())
+    if (!band.good && !has_losses())
         for (int channel = m_range.begin; channel < m_range.end; ++channel)
-            note_failure(channel, error);
+            note_failure(channel, band.error);
 }
 
 void BandReader::rescue_line(int line, CoreString const& error)
@@ -115,8 +119,7 @@ void BandReader::rescue_line(int line, CoreString const& error)
         return;
     }
     for (int channel = m_range.begin; channel < m_range.end; ++channel) {
-        CoreString channel_error;
-        if (!ask(m_begin_y + line, 1, {channel, channel + 1}, channel_error))
+        if (!ask(m_begin_y + line, 1, {channel, channel + 1}).good)
             lose(line, {channel, channel + 1}, error);
     }
 }

@@ -58,8 +58,9 @@ private:
     };
 
     std::size_t index(int channel) const { return std::size_t(channel - m_range.begin); }
-    bool ask(int begin_y, int line_count, ChannelRange channels, CoreString& error);
-    void rescue(CoreString const& error);
+    ReadResult ask(int begin_y, int line_count, ChannelRange channels);
+    bool is_doubtful(ReadResult const& result) const;
+    void rescue(ReadResult const& band);
     void rescue_line(int line, CoreString const& error);
     void lose(int line, ChannelRange channels, CoreString const& error);
     void note_failure(int channel, CoreString const& error);

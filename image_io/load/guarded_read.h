@@ -38,8 +38,8 @@ ReadResult guarded_read(OIIO::ImageInput& input, ImageLoadReport& report, Read&&
 
 /// The reads of one reader, one after the other.
 ///
-/// OpenImageIO's reader of OpenEXR files (2.4.7.1) that ran into the end of its file fails in the next read as well,
-/// whatever that asks for. So there a failure right behind another one is asked again before it counts.
+/// Lines of OpenEXR files (OpenImageIO 2.4.7.1): a reader that ran into the end of its file fails in the next read as
+/// well, whatever that asks for. So there a failure right behind another one is asked again before it counts.
 class ReadSequence {
 public:
     ReadSequence(OIIO::ImageInput& input, ImageLoadReport& report);

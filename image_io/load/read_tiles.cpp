@@ -33,7 +33,6 @@ struct TiledJob {
     ChannelSources const& channel_sources;
     AppProgressBar* progress;
     ImageLoadReport& report;
-    ReadSequence& reads;
 };
 
 void prepare_tiled_channels(OIIO::ImageSpec const& spec, ImageLoadOptions const& options,
@@ -96,7 +95,7 @@ ReadResult read_tile(TiledJob const& job, int x, int y, OIIO::stride_t pixel_str
 {
     buffer.clear();
     ++job.report.tiles_asked;
-    ReadResult const result = job.reads.run(true, [&] {
+    ReadResult const result = guarded_read(job.input, job.report, [&] {
         return job.input.read_tile(x, y, 0, job.spec.format, buffer.data(), pixel_stride);
     });
     job.report.tiles_lost += !result.good;
@@ -229,8 +228,7 @@ bool ImageIOLoad::read_tiled_data(OIIO::ImageInput* input, OIIO::ImageSpec& spec
     prepare_tiled_channels(spec, options, data_window, map, channel_sources);
     if (map.get_channel_count() == 0)
         return true;
-    ReadSequence reads(*input, report);
-    TiledJob const job{*input, spec, map, window_of(data_window), channel_sources, progress, report, reads};
+    TiledJob const job{*input, spec, map, window_of(data_window), channel_sources, progress, report};
     if (is_aligned(spec))
         read_tiles_directly(job);
     else

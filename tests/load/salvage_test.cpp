@@ -102,6 +102,39 @@ TEST(Salvage, NoSampleIsAskedMoreThanThreeTimes)
     }
 }
 
+TEST(Salvage, OpenExrRowsAreAskedOnceMoreAndNoneMoreThanThreeTimes)
+{
+    TempDir folder;
+    ReadScript bad = script();
+    bad.format_name = "openexr";
+    bad.bad_rows = {9, 10, 70};
+    ScriptedFile const file(folder, bad);
+
+    LoadedPicture const picture = load_picture(file.path());
+
+    for (auto const& [sample, times] : asked(file)) {
+        EXPECT_LE(times, 3) << "channel " << sample.first << " row " << sample.second;
+    }
+    EXPECT_EQ(picture.report.rows_lost, 3u);
+    expect_row(picture, "r", 0, 11);
+    expect_zero_row(picture, "r", 10);
+}
+
+TEST(Salvage, ATextBehindAGoodBandIsNoLossIfItsRowsAreGood)
+{
+    TempDir folder;
+    ReadScript odd = script();
+    odd.error_after_success = "a word";
+    ScriptedFile const file(folder, odd);
+
+    LoadedPicture const picture = load_picture(file.path());
+
+    EXPECT_EQ(picture.report.rows_lost, 0u);
+    expect_row(picture, "g", 1, 77);
+    for (auto const& [sample, times] : asked(file))
+        EXPECT_LE(times, 2) << "channel " << sample.first << " row " << sample.second;
+}
+
 TEST(Salvage, ARowThatOneChannelLacksKeepsTheOthersWhereTheFileKeepsThemApart)
 {
     TempDir folder;

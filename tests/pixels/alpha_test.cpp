@@ -1,0 +1,96 @@
+#include "image_io/pixels/alpha.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <vector>
+
+namespace {
+
+using zv_image_io::multiply_samples;
+using zv_image_io::unassociate_factors;
+
+float factor_of(float alpha, double threshold = 1e-8)
+{
+    float factor = -1.0f;
+    unassociate_factors({&alpha, 1}, threshold, {&factor, 1});
+    return factor;
+}
+
+TEST(UnassociateFactors, AreOneOverAlphaAboveTheThresholdAndOneElse)
+{
+    EXPECT_EQ(factor_of(0.5f), 2.0f);
+    EXPECT_EQ(factor_of(-0.25f), -4.0f);
+    EXPECT_EQ(factor_of(3.0f), 1.0f / 3.0f);
+    EXPECT_EQ(factor_of(1.0f), 1.0f);
+    EXPECT_EQ(factor_of(0.0f), 1.0f);
+    EXPECT_EQ(factor_of(-0.0f), 1.0f);
+    EXPECT_EQ(factor_of(1e-30f), 1.0f);
+    EXPECT_EQ(factor_of(std::numeric_limits<float>::denorm_min()), 1.0f);
+}
+
+TEST(UnassociateFactors, CompareWithTheThresholdAsDoubles)
+{
+    float const below = 1e-8f, above = std::nextafter(1e-8f, 1.0f);
+    ASSERT_LT(double(below), 1e-8);
+    ASSERT_GT(double(above), 1e-8);
+
+    EXPECT_EQ(factor_of(below), 1.0f);
+    EXPECT_EQ(factor_of(-below), 1.0f);
+    EXPECT_EQ(factor_of(above), 1.0f / above);
+    EXPECT_EQ(factor_of(-above), -1.0f / above);
+}
+
+TEST(UnassociateFactors, DoNotDivideByTheThresholdItself)
+{
+    EXPECT_EQ(factor_of(0.5f, 0.5), 1.0f);
+    EXPECT_EQ(factor_of(std::nextafter(0.5f, 1.0f), 0.5), 1.0f / std::nextafter(0.5f, 1.0f));
+    // A threshold whose nearest float lies above it.
+    float const nearest = 0.1f;
+    ASSERT_GT(double(nearest), 0.1);
+    EXPECT_EQ(factor_of(nearest, 0.1), 1.0f / nearest);
+    EXPECT_EQ(factor_of(std::nextafter(nearest, 0.0f), 0.1), 1.0f);
+}
+
+TEST(UnassociateFactors, TakeInfinityAndLeaveNaN)
+{
+    float const infinity = std::numeric_limits<float>::infinity();
+
+    EXPECT_EQ(factor_of(infinity), 0.0f);
+    EXPECT_EQ(factor_of(-infinity), 0.0f);
+    EXPECT_EQ(factor_of(std::numeric_limits<float>::quiet_NaN()), 1.0f);
+}
+
+TEST(UnassociateFactors, MayReplaceTheAlphas)
+{
+    std::vector<float> samples(1027);
+    for (std::size_t i = 0; i < samples.size(); ++i)
+        samples[i] = i % 3 ? float(i) / 64.0f : 0.0f;
+    std::vector<float> const alphas = samples;
+
+    unassociate_factors(samples, 1e-8, samples);
+
+    for (std::size_t i = 0; i < samples.size(); ++i)
+        ASSERT_EQ(samples[i], alphas[i] == 0.0f ? 1.0f : 1.0f / alphas[i]) << i;
+}
+
+TEST(MultiplySamples, MultipliesEachByItsOwnFactor)
+{
+    for (std::size_t const count : {0u, 1u, 3u, 8u, 1027u}) {
+        std::vector<float> samples, factors, wanted;
+        for (std::size_t i = 0; i < count; ++i) {
+            samples.push_back(float(i) - 5.5f);
+            factors.push_back(float(i % 7) / 3.0f);
+            wanted.push_back(samples[i] * factors[i]);
+        }
+        std::vector<float> const factors_before = factors;
+
+        multiply_samples(samples, factors);
+
+        EXPECT_EQ(samples, wanted);
+        EXPECT_EQ(factors, factors_before);
+    }
+}
+
+}  // namespace
