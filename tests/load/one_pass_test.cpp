@@ -21,7 +21,8 @@ struct PassCase {
     TypeDesc::BASETYPE type;
     char const* compression;
     int rows_per_strip;
-    int block;  // lines that must be asked for together; long strips are decoded as far as they are asked for
+    int block;  // lines that a band must not cut
+    bool has_planes = false;
 };
 
 ReadScript script_of(PassCase const& each)
@@ -32,6 +33,8 @@ ReadScript script_of(PassCase const& each)
         script.spec.attribute("compression", each.compression);
     if (each.rows_per_strip)
         script.spec.attribute("tiff:RowsPerStrip", each.rows_per_strip);
+    if (each.has_planes)
+        script.spec.attribute("planarconfig", "separate");
     return script;
 }
 
@@ -102,7 +105,10 @@ INSTANTIATE_TEST_SUITE_P(
                     PassCase{"dwab_low", 31, 300, 4, TypeDesc::HALF, "dwab", 0, 256},
                     PassCase{"strips_of_32", 131, 200, 3, TypeDesc::UINT16, "zip", 32, 32},
                     PassCase{"strips_of_100", 131, 450, 3, TypeDesc::UINT16, "lzw", 100, 1},
-                    PassCase{"one_strip", 131, 200, 3, TypeDesc::UINT16, "lzw", 2147483647, 1}),
+                    PassCase{"one_strip", 131, 200, 3, TypeDesc::UINT16, "lzw", 2147483647, 1},
+                    PassCase{"planes_in_strips_of_100", 131, 450, 3, TypeDesc::UINT16, "lzw", 100, 100, true},
+                    PassCase{"planes_in_one_strip", 131, 200, 3, TypeDesc::UINT16, "lzw", 2147483647, 200,
+                             true}),
     [](auto const& info) { return info.param.name; });
 
 TEST(OnePassOf, LongStripsOfSeparatePlanesAreAskedWhole)
