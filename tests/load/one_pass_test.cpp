@@ -111,19 +111,6 @@ INSTANTIATE_TEST_SUITE_P(
                              true}),
     [](auto const& info) { return info.param.name; });
 
-TEST(OnePassOf, LongStripsOfSeparatePlanesAreAskedWhole)
-{
-    TempDir folder;
-    ReadScript script = script_of({"", 131, 450, 3, TypeDesc::UINT16, "lzw", 100, 100});
-    script.spec.attribute("planarconfig", "separate");
-    ScriptedFile const file(folder, script);
-
-    ASSERT_TRUE(load_picture(file.path()));
-
-    for (ReadCall const& call : file.reads())
-        EXPECT_EQ((call.y + 7) % 100, 0);
-}
-
 TEST(OnePassOf, TallPicturesTakesManyLinesACall)
 {
     TempDir folder;
