@@ -21,7 +21,8 @@ try {
 } catch (...) {
 }
 
-ReadResult finish_read(OIIO::ImageInput& input, bool good, char const* exception_text, ImageLoadReport& report)
+ReadResult finish_read(OIIO::ImageInput& input, bool good, char const* exception_text,
+                       ImageLoadReport& report)
 {
     CoreString text(std::string_view(input.geterror()));
     if (text.is_empty())

@@ -78,7 +78,8 @@ void fill_header(OIIO::ImageSpec const& spec, ImageHeader& header)
 
 ImageHeader::ImageHeader() = default;
 
-bool ImageIOLoad::load_header(CoreString const& path, std::unique_ptr<OIIO::ImageInput>& input, OIIO::ImageSpec& spec)
+bool ImageIOLoad::load_header(CoreString const& path, std::unique_ptr<OIIO::ImageInput>& input,
+                              OIIO::ImageSpec& spec)
 try {
     using namespace zv_image_io;
     if (path.is_empty())

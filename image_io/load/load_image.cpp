@@ -47,7 +47,8 @@ void add_opaque_alpha(ImageMap& map, GMathVec4<int> const& data_window)
 }
 
 /// What is done to the whole image once its samples are there.
-bool finish_pixels(ImageMap& map, GMathVec4<int> const& data_window, ImageLoadOptions const& options, OfApp* app)
+bool finish_pixels(ImageMap& map, GMathVec4<int> const& data_window, ImageLoadOptions const& options,
+                   OfApp* app)
 {
     if (options.force_alpha)
         add_opaque_alpha(map, data_window);
@@ -92,15 +93,15 @@ bool ImageIOLoad::___class_destructor__(void* object, bool const&)
     return true;
 }
 
-bool ImageIOLoad::load_image(CoreString const& path, ImageCanvas& canvas, ImageLoadOptions const& options, OfApp* app,
-                             AppProgressBar* progress)
+bool ImageIOLoad::load_image(CoreString const& path, ImageCanvas& canvas, ImageLoadOptions const& options,
+                             OfApp* app, AppProgressBar* progress)
 {
     ImageLoadReport report;
     return load_image(path, canvas, options, app, progress, report);
 }
 
-bool ImageIOLoad::load_image(CoreString const& path, ImageCanvas& canvas, ImageLoadOptions const& options, OfApp* app,
-                             AppProgressBar* progress, ImageLoadReport& report)
+bool ImageIOLoad::load_image(CoreString const& path, ImageCanvas& canvas, ImageLoadOptions const& options,
+                             OfApp* app, AppProgressBar* progress, ImageLoadReport& report)
 {
     SysTimer const timer;
     report = {};
