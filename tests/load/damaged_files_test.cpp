@@ -33,7 +33,7 @@ constexpr FileKind kKinds[] = {{"exr_zip", "a.exr", TypeDesc::HALF, 4, "zip"},
                                {"exr_piz", "a.exr", TypeDesc::HALF, 3, "piz"},
                                {"exr_none", "a.exr", TypeDesc::HALF, 3, "none"},
                                {"exr_dwaa", "a.exr", TypeDesc::HALF, 3, "dwaa"},
-                               {"exr_40_channels", "a.exr", TypeDesc::HALF, 40, "zip"},
+                               {"exr_12_channels", "a.exr", TypeDesc::HALF, 12, "zip"},
                                {"png", "a.png", TypeDesc::UINT8, 4, ""},
                                {"png16", "a.png", TypeDesc::UINT16, 3, ""},
                                {"tiff_lzw", "a.tif", TypeDesc::UINT8, 3, "lzw"},
@@ -65,7 +65,9 @@ struct SurvivingRows {
     {
         OIIO::ImageSpec configuration;
         configuration["oiio:UnassociatedAlpha"] = int(path.ends_with(".tif"));
-        auto input = OIIO::ImageInput::open(path, &configuration);
+        bool const is_exr = path.ends_with(".exr");
+        bool const is_sequential = path.ends_with(".png") || path.ends_with(".hdr");
+        auto const input = OIIO::ImageInput::open(path, &configuration);
         if (!input)
             return;
         picture = NativePicture{input->spec(), input->spec().format, {}};
@@ -75,15 +77,15 @@ struct SurvivingRows {
         for (int y = 0; y < kHeight; ++y) {
             // A row that fails may leave something behind; it is to count as zeros.
             std::vector<std::byte> row(row_bytes);
-            bool const good = input->read_scanlines(0, 0, y, y + 1, 0, 0, picture->spec.nchannels,
-                                                    picture->type, row.data());
+            auto const read = [&] { return input->read_scanline(y, 0, picture->type, row.data()); };
+            // Twice: a reader that failed may fail once more, whatever it is asked for.
+            // And where the lines depend on those above them, none counts behind the first bad one.
+            bool const good = !(is_sequential && lost_count) && (read() || (is_exr && read()));
             is_lost.push_back(!good);
             lost_count += !good;
             input->geterror();
             if (good)
                 std::memcpy(picture->bytes.data() + std::size_t(y) * row_bytes, row.data(), row_bytes);
-            else  // a reader that failed may fail once more, whatever it is asked for
-                input = OIIO::ImageInput::open(path, &configuration);
         }
     }
 
@@ -129,7 +131,7 @@ TEST_P(DamagedFile, CutAnywhereShowsTheRowsThatItHolds)
     std::string const path = write_kind(folder, GetParam());
     std::vector<char> const whole = file_bytes(path);
     int partial = 0;
-    for (double const part : {0.0, 0.001, 0.02, 0.1, 0.25, 0.5, 0.75, 0.9, 0.99, 0.9999}) {
+    for (double const part : {0.0, 0.001, 0.1, 0.3, 0.6, 0.95, 0.9999}) {
         SCOPED_TRACE(part);
         write_bytes(path, whole);
         cut_file_to(path, part);
@@ -160,7 +162,7 @@ TEST_P(DamagedFile, CorruptedAnywhereShowsTheRowsThatItHolds)
     std::string const path = write_kind(folder, GetParam());
     std::vector<char> const whole = file_bytes(path);
     NativePicture const original = read_native_picture(path, true);
-    for (double const part : {0.2, 0.35, 0.5, 0.65, 0.8, 0.95}) {
+    for (double const part : {0.2, 0.5, 0.65, 0.95}) {
         SCOPED_TRACE(part);
         std::vector<char> bytes = whole;
         auto const at = std::size_t(part * double(bytes.size()));
