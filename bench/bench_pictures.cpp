@@ -21,8 +21,10 @@ namespace {
 /// A value from 0 to 1 for a channel at a place: broad waves, and grain of an eighth of a percent as renders have it.
 float sample(int channel, int x, int y)
 {
-    float const wave = 0.5f + 0.25f * std::sin(0.004f * float(x + 97 * channel)) + 0.2f * std::cos(0.007f * float(y));
-    std::uint32_t grain = std::uint32_t(x) * 2654435761u ^ std::uint32_t(y) * 2246822519u ^ std::uint32_t(channel);
+    float const wave =
+        0.5f + 0.25f * std::sin(0.004f * float(x + 97 * channel)) + 0.2f * std::cos(0.007f * float(y));
+    std::uint32_t grain =
+        std::uint32_t(x) * 2654435761u ^ std::uint32_t(y) * 2246822519u ^ std::uint32_t(channel);
     grain ^= grain >> 15;
     grain *= 2654435761u;
     return wave + (float(grain >> 8) / 16777216.0f - 0.5f) / 400.0f;
@@ -98,7 +100,8 @@ void write_with_oiio(std::string const& path)
                 pixels[i++] = sample(c, x, y);
     OIIO::ImageSpec const spec(kWidth, kHeight, 3, is_hdr ? OIIO::TypeDesc::FLOAT : OIIO::TypeDesc::UINT8);
     auto const file = OIIO::ImageOutput::create(path);
-    if (!file || !file->open(path, spec) || !file->write_image(OIIO::TypeDesc::FLOAT, pixels.data()) || !file->close())
+    if (!file || !file->open(path, spec) || !file->write_image(OIIO::TypeDesc::FLOAT, pixels.data()) ||
+        !file->close())
         throw std::runtime_error("cannot write " + path);
 }
 

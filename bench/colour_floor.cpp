@@ -19,13 +19,16 @@ float sample(int channel, int x, int y)
 
 }  // namespace
 
-ColourPass::ColourPass(int width, int height) : m_width(width), m_height(height)
+ColourPass::ColourPass(int width, int height)
+    : m_width(width)
+    , m_height(height)
 {
     auto const config = ColorIOManager::s_instance->get_config();
-    m_processor = config
-                      ->getProcessor(ColorIO::resolve_name(kSource).get_data(),
-                                     ColorIO::resolve_name(ColorIO::get_default_color_space_name()).get_data())
-                      ->getDefaultCPUProcessor();
+    m_processor =
+        config
+            ->getProcessor(ColorIO::resolve_name(kSource).get_data(),
+                           ColorIO::resolve_name(ColorIO::get_default_color_space_name()).get_data())
+            ->getDefaultCPUProcessor();
     m_samples.reserve(std::size_t(width) * std::size_t(height) * 4);
     for (int y = 0; y < height; ++y)
         for (int x = 0; x < width; ++x)
@@ -34,7 +37,8 @@ ColourPass::ColourPass(int width, int height) : m_width(width), m_height(height)
 
     GMathVec4<int> const window(0, 0, width, height);
     m_canvas = std::make_unique<ImageCanvas>(false);
-    m_canvas->create_image(&window, ImagePixel::DEPTH_RGBA, ImagePixel::BIT_DEPTH_32, ImagePixel::BIT_TYPE_FLOAT, 64);
+    m_canvas->create_image(&window, ImagePixel::DEPTH_RGBA, ImagePixel::BIT_DEPTH_32,
+                           ImagePixel::BIT_TYPE_FLOAT, 64);
 }
 
 ColourPass::~ColourPass() = default;
@@ -46,8 +50,10 @@ void ColourPass::restore()
     std::vector<BandSource> sources;
     for (unsigned int i = 0; i < map.get_channel_count(); ++i) {
         static constexpr char const* kNames[] = {"r", "g", "b", "a"};
-        auto const c = std::find(kNames, kNames + 4, std::string(map.m_channels[i]->m_name.get_data())) - kNames;
-        sources.push_back({m_samples.data() + c, 4 * sizeof(float), std::ptrdiff_t(4 * sizeof(float)) * m_width});
+        auto const c =
+            std::find(kNames, kNames + 4, std::string(map.m_channels[i]->m_name.get_data())) - kNames;
+        sources.push_back(
+            {m_samples.data() + c, 4 * sizeof(float), std::ptrdiff_t(4 * sizeof(float)) * m_width});
     }
     map.fill_rows(sources, GMathVec4<int>(0, 0, m_width, m_height));
 }

@@ -40,9 +40,8 @@ void load(std::string const& path)
 {
     ImageLoadOptions options;
     options.color_space = ColorIO::get_default_color_space_name();
-    std::unique_ptr<ImageCanvas> const canvas(ImageIO::load_image(path.c_str(), options, nullptr, nullptr,
-                                                                  ImagePixel::REPEAT_MODE_NONE,
-                                                                  ImagePixel::REPEAT_MODE_NONE));
+    std::unique_ptr<ImageCanvas> const canvas(ImageIO::load_image(
+        path.c_str(), options, nullptr, nullptr, ImagePixel::REPEAT_MODE_NONE, ImagePixel::REPEAT_MODE_NONE));
     if (!canvas) {
         std::fprintf(stderr, "cannot load %s\n", path.c_str());
         std::exit(1);
@@ -61,10 +60,14 @@ void run_loads(std::filesystem::path const& folder, int pairs, std::string const
 {
     auto const file = [&](char const* name) { return (folder / name).string(); };
     std::vector<LoadCase> const cases = {
-        {"EXR half RGBA zip, scanline, 1 thread", file("rgba.exr"), 1, read_exr_planes_then_tiles, 1.10, 1.02},
-        {"EXR half RGBA zip, scanline, 2 threads", file("rgba.exr"), 2, read_exr_planes_then_tiles, 1.20, 1.05},
-        {"EXR half 40 channels zip, scanline, 1 thread", file("layers.exr"), 1, read_exr_planes_then_tiles, 1.20, 1.10},
-        {"EXR half 40 channels zip, scanline, 2 threads", file("layers.exr"), 2, read_exr_planes_then_tiles, 1.20, 1.10},
+        {"EXR half RGBA zip, scanline, 1 thread", file("rgba.exr"), 1, read_exr_planes_then_tiles, 1.10,
+         1.02},
+        {"EXR half RGBA zip, scanline, 2 threads", file("rgba.exr"), 2, read_exr_planes_then_tiles, 1.20,
+         1.05},
+        {"EXR half 40 channels zip, scanline, 1 thread", file("layers.exr"), 1, read_exr_planes_then_tiles,
+         1.20, 1.10},
+        {"EXR half 40 channels zip, scanline, 2 threads", file("layers.exr"), 2, read_exr_planes_then_tiles,
+         1.20, 1.10},
         {"PNG", file("rgb.png"), 1, read_strips_into_tiles, 1.05, 1.00},
         {"JPEG", file("rgb.jpg"), 1, read_strips_into_tiles, 1.05, 1.00},
         {"TIFF", file("rgb.tif"), 1, read_strips_into_tiles, 1.05, 1.00},
@@ -73,14 +76,16 @@ void run_loads(std::filesystem::path const& folder, int pairs, std::string const
         {"EXR tiled 64, 4 channels", file("rgba_tiled.exr"), 1, read_exr_tile_by_tile, 1.15, 1.05},
         {"EXR tiled 64, 40 channels", file("layers_tiled.exr"), 1, read_exr_tile_by_tile, 1.15, 1.05},
     };
-    std::printf("| Load of | ratio | quartiles | floor ms | must | aim | met |\n|---|---|---|---|---|---|---|\n");
+    std::printf(
+        "| Load of | ratio | quartiles | floor ms | must | aim | met |\n|---|---|---|---|---|---|---|\n");
     for (LoadCase const& each : cases) {
         if (std::string(each.name).find(only) == std::string::npos)
             continue;
         set_threads(each.threads);
         print_ratio(each.name,
-                    paired_ratio(each.threads == 1 ? Clock::processor : Clock::wall, pairs,
-                                 [&] { each.floor(each.path); }, [&] { load(each.path); }, [] {}),
+                    paired_ratio(
+                        each.threads == 1 ? Clock::processor : Clock::wall, pairs,
+                        [&] { each.floor(each.path); }, [&] { load(each.path); }, [] {}),
                     each.must, each.aim);
     }
 }
@@ -90,11 +95,13 @@ void run_colour(int pairs, std::string const& only)
     if (std::string("colour").find(only) == std::string::npos)
         return;
     ColourPass pass(kWidth, kHeight);
-    std::printf("\n| Pass over 4K RGBA floats, sRGB to linear | ratio | quartiles | floor ms | must | aim | met |\n"
-                "|---|---|---|---|---|---|---|\n");
+    std::printf(
+        "\n| Pass over 4K RGBA floats, sRGB to linear | ratio | quartiles | floor ms | must | aim | met |\n"
+        "|---|---|---|---|---|---|---|\n");
     print_ratio("canvas, 2 cores / packed buffer, 1 thread",
-                paired_ratio(Clock::wall, pairs, [&] { pass.run_packed(); }, [&] { pass.run_on_canvas(); },
-                             [&] { pass.restore(); }),
+                paired_ratio(
+                    Clock::wall, pairs, [&] { pass.run_packed(); }, [&] { pass.run_on_canvas(); },
+                    [&] { pass.restore(); }),
                 0.75, 0.75);
 }
 
@@ -123,7 +130,8 @@ int print_peak(std::string const& path)
 
 std::size_t peak_in_fresh_process(std::string const& program, std::string const& path)
 {
-    std::unique_ptr<FILE, int (*)(FILE*)> const pipe(popen((program + " --peak '" + path + "'").c_str(), "r"), pclose);
+    std::unique_ptr<FILE, int (*)(FILE*)> const pipe(popen((program + " --peak '" + path + "'").c_str(), "r"),
+                                                     pclose);
     std::size_t bytes = 0;
     return pipe && std::fscanf(pipe.get(), "%zu", &bytes) == 1 ? bytes : 0;
 }
@@ -132,7 +140,8 @@ void run_peaks(std::filesystem::path const& folder, std::string const& program, 
 {
     if (std::string("peak memory").find(only) == std::string::npos)
         return;
-    std::printf("\n| Peak memory of a load of | MB | tiles MB | tiles + one plane + 8 MB | met | tiles + 10 MB | met |\n"
+    std::printf("\n| Peak memory of a load of | MB | tiles MB | tiles + one plane + 8 MB | met | tiles + 10 "
+                "MB | met |\n"
                 "|---|---|---|---|---|---|---|\n");
     for (char const* name : {"rgba.exr", "mixed.exr", "rgb.png", "rgb.jpg", "rgb.tif"}) {
         std::string const path = (folder / name).string();
@@ -146,7 +155,8 @@ void run_peaks(std::filesystem::path const& folder, std::string const& program, 
         double const most = tiles + plane * (is_mixed ? 2 : 1) + 8;
         double const peak = double(peak_in_fresh_process(program, path)) / 1e6;
         std::printf("| %-10s | %6.1f | %6.1f | %6.1f | %s | %6.1f | %s |\n", name, peak, tiles, most,
-                    peak > 0 && peak <= most ? "yes" : "NO", tiles + 10, peak > 0 && peak <= tiles + 10 ? "yes" : "no");
+                    peak > 0 && peak <= most ? "yes" : "NO", tiles + 10,
+                    peak > 0 && peak <= tiles + 10 ? "yes" : "no");
         std::fflush(stdout);
     }
 }
@@ -160,8 +170,9 @@ std::filesystem::path make_pictures()
         char const* name;
         int channels, tile;
     };
-    for (ExrPicture const& each : {ExrPicture{"rgba.exr", 4, 0}, ExrPicture{"layers.exr", 40, 0},
-                                   ExrPicture{"rgba_tiled.exr", 4, 64}, ExrPicture{"layers_tiled.exr", 40, 64}})
+    for (ExrPicture const& each :
+         {ExrPicture{"rgba.exr", 4, 0}, ExrPicture{"layers.exr", 40, 0}, ExrPicture{"rgba_tiled.exr", 4, 64},
+          ExrPicture{"layers_tiled.exr", 40, 64}})
         if (missing(each.name))
             write_exr((folder / each.name).string(), each.channels, each.tile);
     if (missing("mixed.exr"))

@@ -56,21 +56,22 @@ RawTiles::RawTiles(int width, int height, int channels, std::size_t sample_bytes
 
 std::byte* RawTiles::tile(int channel, int column, int row)
 {
-    auto const& buffer = m_tiles[(std::size_t(channel) * std::size_t(m_rows) + std::size_t(row)) *
-                                     std::size_t(m_columns) + std::size_t(column)];
+    auto const& buffer =
+        m_tiles[(std::size_t(channel) * std::size_t(m_rows) + std::size_t(row)) * std::size_t(m_columns) +
+                std::size_t(column)];
     return buffer.get() + row_bytes() + m_sample_bytes;
 }
 
-void RawTiles::copy_lines(int channel, int y, int line_count, std::byte const* samples, std::size_t pixel_stride,
-                          std::size_t row_stride)
+void RawTiles::copy_lines(int channel, int y, int line_count, std::byte const* samples,
+                          std::size_t pixel_stride, std::size_t row_stride)
 {
     for (int line = 0; line < line_count; ++line) {
         int const row = (y + line) / kTile, inside = (y + line) % kTile;
         for (int column = 0; column < m_columns; ++column) {
             int const x = column * kTile;
             copy_row(samples + std::size_t(line) * row_stride + std::size_t(x) * pixel_stride, pixel_stride,
-                     tile(channel, column, row) + std::size_t(inside) * row_bytes(), std::min(kTile, m_width - x),
-                     m_sample_bytes);
+                     tile(channel, column, row) + std::size_t(inside) * row_bytes(),
+                     std::min(kTile, m_width - x), m_sample_bytes);
         }
     }
 }
@@ -83,7 +84,8 @@ void read_exr_planes_then_tiles(std::string const& path)
     std::vector<std::unique_ptr<std::byte[]>> planes;
     Imf::FrameBuffer buffer;
     std::size_t const row_bytes = kHalf * std::size_t(width);
-    for (auto channel = file.header().channels().begin(); channel != file.header().channels().end(); ++channel) {
+    for (auto channel = file.header().channels().begin(); channel != file.header().channels().end();
+         ++channel) {
         planes.emplace_back(new std::byte[row_bytes * std::size_t(height)]);
         buffer.insert(channel.name(),
                       Imf::Slice(Imf::HALF, reinterpret_cast<char*>(planes.back().get()), kHalf, row_bytes));
@@ -111,8 +113,8 @@ void read_exr_tile_by_tile(std::string const& path)
             int c = 0;
             for (auto channel = channels.begin(); channel != channels.end(); ++channel, ++c)
                 buffer.insert(channel.name(),
-                              Imf::Slice(Imf::HALF, reinterpret_cast<char*>(tiles.tile(c, column, row)), kHalf,
-                                         tiles.row_bytes(), 1, 1, 0.0, true, true));
+                              Imf::Slice(Imf::HALF, reinterpret_cast<char*>(tiles.tile(c, column, row)),
+                                         kHalf, tiles.row_bytes(), 1, 1, 0.0, true, true));
             file.setFrameBuffer(buffer);
             file.readTile(column, row);
         }
@@ -125,7 +127,8 @@ void read_strips_into_tiles(std::string const& path)
     if (!input)
         throw std::runtime_error("cannot read " + path);
     OIIO::ImageSpec const spec = input->spec();
-    std::size_t const sample_bytes = spec.format.size(), pixel_bytes = sample_bytes * std::size_t(spec.nchannels);
+    std::size_t const sample_bytes = spec.format.size(),
+                      pixel_bytes = sample_bytes * std::size_t(spec.nchannels);
     std::size_t const row_bytes = pixel_bytes * std::size_t(spec.width);
     std::unique_ptr<std::byte[]> const strip(new std::byte[row_bytes * RawTiles::kTile]);
     RawTiles tiles(spec.width, spec.height, spec.nchannels, sample_bytes);
@@ -134,7 +137,8 @@ void read_strips_into_tiles(std::string const& path)
         if (!input->read_scanlines(0, 0, y, y + lines, 0, 0, spec.nchannels, spec.format, strip.get()))
             throw std::runtime_error(input->geterror());
         for (int c = 0; c < spec.nchannels; ++c)
-            tiles.copy_lines(c, y, lines, strip.get() + std::size_t(c) * sample_bytes, pixel_bytes, row_bytes);
+            tiles.copy_lines(c, y, lines, strip.get() + std::size_t(c) * sample_bytes, pixel_bytes,
+                             row_bytes);
     }
     input->close();
 }

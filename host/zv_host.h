@@ -1,4 +1,9 @@
 // Everything of the host surface, for an application that embeds the module.
+//
+// An application with a host of its own makes a CMake target `zv_host` before it adds this project: its
+// headers carry the names of ours, and only the module is built. Beside the operations of the host libraries
+// the module asks for these of ours: `BandSource`, `ImageMap::fill_rows` and `ImageMapChannel::fill_rows`,
+// which take apart what was read in one pass, and `AppProgressBar::set_task_increment`.
 #pragma once
 
 #include "host/version.h"

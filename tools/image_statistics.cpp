@@ -1,5 +1,7 @@
 #include "tools/image_statistics.h"
 
+#include <oneapi/tbb/parallel_for.h>
+
 #include <algorithm>
 #include <bit>
 #include <cmath>
@@ -23,6 +25,13 @@ constexpr std::uint64_t kFnvPrime = 0x00000100000001B3u;
 /// Rows that are looked at together: a row of tiles.
 constexpr int kBandRows = 64;
 
+std::uint64_t add_to_hash(std::uint64_t hash, std::uint64_t bits)
+{
+    hash = (hash ^ bits) * kFnvPrime;
+    return hash ^
+           (hash >> 32);  // the low bits of most samples are zeros, and multiplying carries upwards alone
+}
+
 struct Totals {
     double minimum = std::numeric_limits<double>::infinity();
     double maximum = -std::numeric_limits<double>::infinity();
@@ -30,25 +39,52 @@ struct Totals {
     std::uint64_t finite_count = 0, nan_count = 0, infinity_count = 0;
     std::uint64_t hash = kFnvOffset;
 
-    void add(std::span<float const> samples)
+    void add_row(std::span<float const> samples)
     {
         for (float const sample : samples) {
-            hash = (hash ^ std::bit_cast<std::uint32_t>(sample)) * kFnvPrime;
-            hash ^=
-                hash >> 32;  // the low bits of most samples are zeros, and multiplying carries upwards alone
-            if (std::isnan(sample)) {
-                ++nan_count;
-            } else if (std::isinf(sample)) {
-                ++infinity_count;
-            } else {
-                ++finite_count;
+            hash = add_to_hash(hash, std::bit_cast<std::uint32_t>(sample));
+            if (std::isfinite(sample)) {
                 sum += sample;
                 minimum = std::min(minimum, static_cast<double>(sample));
                 maximum = std::max(maximum, static_cast<double>(sample));
+            } else {
+                ++(std::isnan(sample) ? nan_count : infinity_count);
             }
         }
+        finite_count = samples.size() - nan_count - infinity_count;
+    }
+
+    void add(Totals const& row)
+    {
+        minimum = std::min(minimum, row.minimum);
+        maximum = std::max(maximum, row.maximum);
+        sum += row.sum;
+        finite_count += row.finite_count;
+        nan_count += row.nan_count;
+        infinity_count += row.infinity_count;
+        hash = add_to_hash(hash, row.hash);
     }
 };
+
+/// Totals of each row, a band at a time on all threads; the order in which they are added up later does not change with
+/// the number of threads.
+std::vector<Totals> measure_rows(ImageMapChannel const& channel, ImageCanvas const& canvas)
+{
+    GMathVec4<int> const region = channel.get_region();
+    std::vector<Totals> rows(static_cast<std::size_t>(region.height()));
+    int const bands = (region.height() + kBandRows - 1) / kBandRows;
+    oneapi::tbb::parallel_for(0, bands, [&](int band) {
+        ImageEvalContext context(canvas, 0);
+        int const first = band * kBandRows, count = std::min(kBandRows, region.height() - first);
+        std::size_t const width = static_cast<std::size_t>(region.width());
+        std::vector<float> samples(width * count);
+        GMathVec4<int> const part(region.x(), region.y() + first, region.width(), count);
+        channel.create_float_buffer(&context, part, samples.data());
+        for (int row = 0; row < count; ++row)
+            rows[first + row].add_row(std::span(samples).subspan(row * width, width));
+    });
+    return rows;
+}
 
 void count_tiles(ImageMapChannel const& channel, ChannelStatistics& statistics)
 {
@@ -62,17 +98,9 @@ void count_tiles(ImageMapChannel const& channel, ChannelStatistics& statistics)
 
 ChannelStatistics measure_channel(ImageMapChannel const& channel, ImageCanvas const& canvas)
 {
-    GMathVec4<int> const region = channel.get_region();
-    ImageEvalContext context(canvas, 0);
     Totals totals;
-    std::vector<float> band;
-    for (int row = 0; row < region.height(); row += kBandRows) {
-        int const rows = std::min(kBandRows, region.height() - row);
-        band.resize(std::size_t(region.width()) * rows);
-        GMathVec4<int> const part(region.x(), region.y() + row, region.width(), rows);
-        channel.create_float_buffer(&context, part, band.data());
-        totals.add(band);
-    }
+    for (Totals const& row : measure_rows(channel, canvas))
+        totals.add(row);
 
     ChannelStatistics statistics;
     statistics.name = channel.m_name.get_data();

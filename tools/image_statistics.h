@@ -17,8 +17,9 @@ struct ChannelStatistics {
     std::optional<double> minimum, maximum, mean;
     std::uint64_t nan_count = 0;
     std::uint64_t infinity_count = 0;
-    /// Over the bit patterns of the floats, row by row from the top left; tiles play no part in it. From 0xCBF29CE484222325
-    /// on, each sample makes it (hash ^ bits) * 0x100000001B3, and then hash ^ (hash >> 32).
+    /// Over the bit patterns of the floats; tiles play no part in it. A hash begins as 0xCBF29CE484222325; a word makes it
+    /// (hash ^ word) * 0x100000001B3, and then hash ^ (hash >> 32). The words of a row's hash are its samples from left to
+    /// right, those of the channel's hash are the hashes of its rows from top to bottom.
     std::uint64_t hash = 0;
     unsigned int allocated_tiles = 0;
     unsigned int constant_tiles = 0;

@@ -8,12 +8,12 @@
 /// One bar that tells how far a job has come, from 0 to 1.
 ///
 /// Tasks    a job can be cut into nested tasks, each a share of the one around it; the root task, of span 1,
-/// is always
-///          there. Values that are set count within the current task, from 0 to 1; what is out of range is
-///          clamped.
+///          is always there. Values that are set count within the current task, from 0 to 1; what is out of
+///          range is clamped.
 /// Display  a renderer overrides `on_change`, which hears every new total; the operations are virtual for
-/// recorders Owns     its tasks; the application owns the bar and frees it some time after `m_finished` was
-/// set Threads  one at a time; only `m_finished` may be read by others
+///          recorders
+/// Owns     its tasks; the application owns the bar and frees it some time after `m_finished` was set
+/// Threads  one at a time; only `m_finished` may be read by others
 class AppProgressBar {
 public:
     /// One open task.

@@ -14,7 +14,8 @@
 /// Shape    `m_count` live elements in a buffer of `m_capacity`; `m_data` is null while the capacity is 0
 /// Owns     the elements: copies are deep and take no spare room, a move leaves the source empty
 /// Errors   std::length_error for a count above 32 bits, std::bad_alloc; an index past the end is a broken
-/// precondition Threads  as a plain value: one writer, or any number of readers
+///          precondition
+/// Threads  as a plain value: one writer, or any number of readers
 template <class T>
 class CoreBasicArray {
 public:

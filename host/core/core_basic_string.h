@@ -7,11 +7,12 @@
 /// A text of bytes: a pointer to characters, a length and a capacity.
 ///
 /// Shape    `m_data` is null until the first character is stored, later always followed by a zero byte; bytes
-/// of
-///          any value are kept, zero too; `m_capacity` counts the allocated bytes, the closing zero included
+///          of any value are kept, zero too; `m_capacity` counts the allocated bytes, the closing zero
+///          included
 /// Owns     its characters: copies are deep and as short as they can be, a move leaves the source empty
 /// Errors   std::length_error for a text that 32 bits cannot count, std::bad_alloc; the text is then
-/// unchanged Threads  as a plain value: one writer, or any number of readers
+///          unchanged
+/// Threads  as a plain value: one writer, or any number of readers
 class CoreBasicString {
 public:
     /// What the searches give when there is nothing to find.

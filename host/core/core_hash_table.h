@@ -8,14 +8,13 @@
 /// The application's table from keys to values.
 ///
 /// Modes    0: no table object; 1: `CoreHashTableDense`, up to 256 entries; 2: `CoreHashTableSparse`. A table
-/// goes
-///          sparse when an insertion brings it above 256 entries and comes back when a removal brings it
+///          goes sparse when an insertion brings it above 256 entries and comes back when a removal brings it
 ///          below 256.
 /// Order    a walk follows insertion in mode 1 (a removal moves the last pair into the gap) and the slots in
-/// mode 2;
-///          callers rely on both
+///          mode 2; callers rely on both
 /// Owns     keys and values; copies are deep, with the same mode and the same slots; a move leaves the source
-/// empty Threads  one writer, or any number of readers
+///          empty
+/// Threads  one writer, or any number of readers
 ///
 /// The key has `get_data`, `get_count` and `operator==`, as `CoreString` has. Value is copied, moved and made
 /// by default.

@@ -2,6 +2,7 @@
 
 #include "host/core/core_hash.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <limits>
 #include <memory>

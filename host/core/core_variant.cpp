@@ -12,9 +12,11 @@ double number_at_start(std::string_view text) noexcept
     text.remove_prefix(first == std::string_view::npos ? text.size() : first);
     if (text.starts_with('+') && !text.starts_with("+-"))
         text.remove_prefix(1);
+    char const* const end = text.data() + text.size();
     double value = 0.0;
-    std::from_chars(text.data(), text.data() + text.size(), value);
-    return value;
+    char const* const behind = std::from_chars(text.data(), end, value).ptr;
+    // "inf" and "nan" are numbers where they stand alone, not where a word begins with them.
+    return std::isfinite(value) || behind == end ? value : 0.0;
 }
 
 CoreString shortest_text(double value)

@@ -4,9 +4,9 @@
 
 /// One value with a tag that says its type.
 ///
-/// Conversions never fail: a text is read as a decimal number at its beginning (0 where there is none), a
-/// bool is 1 or 0, nothing is 0 or the empty text; as text a bool is "true" or "false" and a double the
-/// shortest text that reads back as the same number.
+/// Conversions never fail: a text is read as a decimal number at its beginning (0 where there is none; "inf"
+/// and "nan" only where they are all of it), a bool is 1 or 0, nothing is 0 or the empty text; as text a bool
+/// is "true" or "false" and a double the shortest text that reads back as the same number.
 class CoreVariant {
 public:
     enum Type : unsigned int { TYPE_NONE = 0, TYPE_BOOL = 1, TYPE_INT = 2, TYPE_DOUBLE = 3, TYPE_STRING = 4 };

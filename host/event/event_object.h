@@ -9,20 +9,16 @@
 
 /// The base of every object that can raise events and hear those of others.
 ///
-/// Connections  source, event name, callback and user data together are one connection, made any number of
-/// times;
-///              callbacks run in the order of connecting
-/// In callbacks connecting, disconnecting and destroying (the sender too) is safe: a connection that ends is
-/// not
-///              called any more, one that begins waits for the next event
-/// Lifetime     the destructor raises "EVT_ID_DESTROY" and then drops the connections in both directions; by
-/// then the
-///              object is an `EventObject` alone, so callbacks of that event take the sender as one
-/// Copies       take no connections with them; an assignment leaves those of its target alone
-/// Threads      connections may be made and dropped on any thread; callbacks run on the thread that raises,
-/// outside
-///              of locks. An object must not be destroyed while another thread is inside one of its
-///              callbacks.
+/// Connections   source, event name, callback and user data together are one connection, made any number of
+///               times; callbacks run in the order of connecting
+/// In callbacks  connecting, disconnecting and destroying (the sender too) is safe: a connection that ends is
+///               not called any more, one that begins waits for the next event
+/// Lifetime      the destructor raises "EVT_ID_DESTROY" and then drops the connections in both directions; by
+///               then the object is an `EventObject` alone, so callbacks of that event take the sender as one
+/// Copies        take no connections with them; an assignment leaves those of its target alone
+/// Threads       connections may be made and dropped on any thread; callbacks run on the thread that raises,
+///               outside of locks. An object must not be destroyed while another thread is inside one of its
+///               callbacks.
 class EventObject : public CoreBaseObject {
 public:
     /// What a callback is told: the event's name, and a pointer whose meaning belongs to the event.

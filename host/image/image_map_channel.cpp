@@ -36,10 +36,12 @@ ImageMapChannel::~ImageMapChannel() = default;
 void ImageMapChannel::create_tiles(GMathVec4<int> const& region, CoreVector<ImageMapTileHandle>* out,
                                    float const& value)
 {
+    // A copy: the region may be this channel's own, which goes with the old tiles.
+    GMathVec4<int> const wanted = region;
     remove_tiles();
     if (out != nullptr)
         out->clear();
-    zv_host::Bounds const bounds(region);
+    zv_host::Bounds const bounds(wanted);
     if (!bounds.is_valid_region())
         return;
     int const size = m_map->m_tile_size;
@@ -53,7 +55,7 @@ void ImageMapChannel::create_tiles(GMathVec4<int> const& region, CoreVector<Imag
     if (m_tiles == nullptr)
         return;
     m_bounds = bounds;
-    m_region = region;
+    m_region = wanted;
     m_first_tile_x = static_cast<int>(first_x);
     m_first_tile_y = static_cast<int>(first_y);
     m_tile_columns = static_cast<int>(columns);

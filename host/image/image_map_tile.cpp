@@ -24,7 +24,8 @@ ImageMapTile::~ImageMapTile()
 
 std::size_t ImageMapTile::get_buffer_size(int tile_size, std::size_t sample_bytes)
 {
-    if (tile_size < 1 || sample_bytes == 0)
+    // Samples are moved as words of these sizes.
+    if (tile_size < 1 || (sample_bytes != 1 && sample_bytes != 2 && sample_bytes != 4))
         return 0;
     // No machine has more, and with it no product of the layout overflows.
     constexpr std::size_t kMaximumBytes = std::size_t{1} << 40;

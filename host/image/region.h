@@ -83,17 +83,18 @@ inline Bounds tile_bounds(int tile_x, int tile_y, int tile_size)
     return {x, y, x + tile_size, y + tile_size};
 }
 
-/// Calls visit(tile_x, tile_y) for each tile of the grid that has pixels of `bounds`, row after row.
+/// Calls visit(tile_x, tile_y) for each tile of the grid that has pixels of `bounds`, row after row. Counted
+/// in 64 bits: with tiles of one pixel the last number is the last int.
 template <class Visit>
 void for_each_tile_number(Bounds const& bounds, int tile_size, Visit&& visit)
 {
     if (bounds.is_empty())
         return;
-    auto const last_x = static_cast<int>(floor_div(bounds.end_x - 1, tile_size));
-    auto const last_y = static_cast<int>(floor_div(bounds.end_y - 1, tile_size));
-    for (auto y = static_cast<int>(floor_div(bounds.begin_y, tile_size)); y <= last_y; ++y)
-        for (auto x = static_cast<int>(floor_div(bounds.begin_x, tile_size)); x <= last_x; ++x)
-            visit(x, y);
+    std::int64_t const last_x = floor_div(bounds.end_x - 1, tile_size);
+    std::int64_t const last_y = floor_div(bounds.end_y - 1, tile_size);
+    for (std::int64_t y = floor_div(bounds.begin_y, tile_size); y <= last_y; ++y)
+        for (std::int64_t x = floor_div(bounds.begin_x, tile_size); x <= last_x; ++x)
+            visit(static_cast<int>(x), static_cast<int>(y));
 }
 
 }  // namespace zv_host

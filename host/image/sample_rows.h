@@ -10,9 +10,7 @@ namespace zv_host {
 /// What a sample is; all arithmetic of the image model on single samples is told by this.
 ///
 /// Shape    rows of `count` packed samples, at an address that the sample's type is aligned to
-///
 /// Bits     a sample in the low bytes of a word, the bits above it 0
-///
 /// Threads  any
 enum class SampleKind { INTEGER_8, INTEGER_16, INTEGER_32, HALF, FLOAT };
 

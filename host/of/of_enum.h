@@ -7,7 +7,8 @@
 /// A named list of labels, each with a number, that the application offers in its menus.
 ///
 /// Menus    a label with the separator in it stands in a submenu: "Film|2K" is the item "2K" of the submenu
-/// "Film" Events   "EVT_ID_OF_ENUM_CHANGE" after each change; none while asleep
+///          "Film"
+/// Events   "EVT_ID_OF_ENUM_CHANGE" after each change; none while asleep
 class OfEnum : public OfObject {
 public:
     OfEnum(CoreString const& name, unsigned int flags)

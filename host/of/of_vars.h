@@ -9,8 +9,7 @@
 /// The application's variables, by name.
 ///
 /// Events   "EVT_ID_VARS_ADD_VARIABLE", "EVT_ID_VARS_VARIABLE_CHANGED", "EVT_ID_VARS_REMOVE_VARIABLE" with
-/// the
-///          attribute as data (before it goes, for the last), and "EVT_ID_VARS_REMOVE_ALL"
+///          the attribute as data (before it goes, for the last), and "EVT_ID_VARS_REMOVE_ALL"
 class OfVars : public EventObject {
 public:
     OfVars();

@@ -8,7 +8,7 @@ class AppProgressBar;
 /// A text file of named entries.
 ///
 /// Errors   a file that cannot be read, is larger than 4 MB or has an error in its syntax gives false and an
-/// empty root
+///          empty root
 class ParserFile {
 public:
     explicit ParserFile(CoreString const& path);

@@ -14,7 +14,8 @@ extern CoreVersion const default_parser_serial_version;
 /// A list of named entries, read from a text; docs/text-syntax.md tells the syntax.
 ///
 /// Errors   a text with an error leaves the group without entries; the place and the kind of the first error
-/// are kept Owns     its entries, which stay where they are until the next `set_text`
+///          are kept
+/// Owns     its entries, which stay where they are until the next `set_text`
 class ParserGroup {
 public:
     /// Groups may lie in each other so deep.

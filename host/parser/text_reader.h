@@ -13,7 +13,8 @@ namespace zv_host {
 /// Reads one text of named entries into a group; docs/text-syntax.md tells the syntax.
 ///
 /// Bytes    any are safe; the reader looks at each a few times at most and nests no deeper than the depth
-/// limit Errors   reading stops at the first one, whose place and kind stay in the members
+///          limit
+/// Errors   reading stops at the first one, whose place and kind stay in the members
 class TextReader {
 public:
     explicit TextReader(std::string_view text);

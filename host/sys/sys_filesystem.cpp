@@ -2,6 +2,7 @@
 
 #include <sys/stat.h>
 
+#include <climits>
 #include <filesystem>
 #include <system_error>
 
@@ -19,10 +20,16 @@ bool SysFilesystem::file_exists(CoreString const& path)
 
 bool SysFilesystem::get_file_modification_time(CoreString const& path, long long& time)
 {
+    long long nanoseconds = 0;
     struct stat status;
     if (stat(path.get_data(), &status) != 0)
         return false;
-    time = static_cast<long long>(status.st_mtim.tv_sec) * 1'000'000'000 + status.st_mtim.tv_nsec;
+    // File systems can tell times that 64 bits of nanoseconds cannot, some 292 years off 1970.
+    constexpr long long kNanoseconds = 1'000'000'000;
+    if (__builtin_mul_overflow(static_cast<long long>(status.st_mtim.tv_sec), kNanoseconds, &nanoseconds) ||
+        __builtin_add_overflow(nanoseconds, status.st_mtim.tv_nsec, &nanoseconds))
+        nanoseconds = status.st_mtim.tv_sec < 0 ? LLONG_MIN : LLONG_MAX;
+    time = nanoseconds;
     return true;
 }
 
@@ -55,6 +62,7 @@ void SysFilesystem::format_path(CoreString& path)
 {
     if (path.is_empty())
         return;
+    path.replace('\\', kSeparator);
     std::string shortest = std::filesystem::path(path.view()).lexically_normal().native();
     if (shortest.size() > 1 && shortest.back() == kSeparator)
         shortest.pop_back();

@@ -12,7 +12,8 @@ class SysFilesystem {
 public:
     /// True for what exists and can be read as a file: a folder is none.
     static bool file_exists(CoreString const& path);
-    /// Time of the last change in nanoseconds since 1970; false, and `time` untouched, if it is unknown.
+    /// Time of the last change in nanoseconds since 1970, the nearest that 64 bits can tell; false, and
+    /// `time` untouched, if it is unknown.
     static bool get_file_modification_time(CoreString const& path, long long& time);
 
     /// What stands behind the last separator.

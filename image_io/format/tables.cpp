@@ -27,8 +27,7 @@ struct SaveRow {
     unsigned int bytes_per_channel;
 };
 
-/// By `ImageIOFileFormat::Save`. OpenEXR is saved as "exr" and "hdr", and loaded from "exr" and "sxr": meant
-/// so.
+/// By `ImageIOFileFormat::Save`. OpenEXR is saved as "exr" and "hdr", and loaded from "exr" and "sxr".
 constexpr SaveRow kSaveRows[] = {
     {"Open EXR (16bit)", "exr16", nullptr, {"exr", "hdr"}, 2},
     {"Open EXR (32bit)", "exr32", nullptr, {"exr", "hdr"}, 4},

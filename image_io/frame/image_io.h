@@ -52,8 +52,7 @@ public:
     ///
     /// Shape    `height` rows of `width` pixels of `channels` samples, packed
     /// Returns  false if the file is not whole; logged at level 1 unless the name tells no known format. What
-    /// is
-    ///          left of such a file is the format's business.
+    ///          is left of such a file is the format's business.
     static bool save_image(CoreString const& path, unsigned char const* pixels, unsigned int channels,
                            unsigned int width, unsigned int height);
     static bool save_image(CoreString const& path, float const* pixels, unsigned int channels,

@@ -1,6 +1,6 @@
 #pragma once
 
-// One spelling for the file libraries, whatever version is installed. Nothing else in the module names a version.
+// One spelling for the file libraries, whatever version is installed. Nothing else in the module names one.
 
 #include <Iex.h>
 #include <ImathBox.h>

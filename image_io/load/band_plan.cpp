@@ -20,7 +20,7 @@ int exr_lines_per_block(std::string_view compression)
         std::string_view name;
         int lines;
     };
-    static constexpr Method kMethods[] = {{"zip", 16},  {"pxr24", 16}, {"piz", 32}, {"b44", 32},
+    static constexpr Method kMethods[] = {{"zip", 16},  {"pxr24", 16}, {"piz", 32},  {"b44", 32},
                                           {"b44a", 32}, {"dwaa", 32},  {"dwab", 256}};
     for (Method const& method : kMethods)
         if (method.name == compression)

@@ -13,7 +13,7 @@ struct ChannelRange {
     int count() const { return end - begin; }
 };
 
-/// How many lines the file compresses together, as far as the header tells; at least 1.
+/// How many lines should be asked for together because the file compresses them so, as far as the header tells; at least 1.
 int lines_per_block(OIIO::ImageSpec const& spec);
 
 /// How many lines of all channels of `range` one call asks for.

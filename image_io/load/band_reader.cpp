@@ -89,7 +89,8 @@ ReadResult BandReader::ask(int begin_y, int line_count, ChannelRange channels)
     // A band is not asked again: its lines are.
     return m_reads.run(line_count == 1, [&] {
         return m_input.read_scanlines(0, 0, begin_y, begin_y + line_count, 0, channels.begin, channels.end,
-                                      m_spec.format, into, OIIO::stride_t(m_pixel_bytes), OIIO::stride_t(m_row_bytes));
+                                      m_spec.format, into, OIIO::stride_t(m_pixel_bytes),
+                                      OIIO::stride_t(m_row_bytes));
     });
 }
 

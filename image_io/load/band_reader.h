@@ -25,7 +25,8 @@ namespace zv_image_io {
 /// Errors   the first text that the reader gave for a channel is kept; texts of further tries go to the report alone
 class BandReader {
 public:
-    BandReader(OIIO::ImageInput& input, OIIO::ImageSpec const& spec, ChannelRange range, ImageLoadReport& report);
+    BandReader(OIIO::ImageInput& input, OIIO::ImageSpec const& spec, ChannelRange range,
+               ImageLoadReport& report);
 
     /// Reads the lines from `begin_y`, as many as a band has and the window still holds. Throws std::bad_alloc for a
     /// band that does not fit into memory.
@@ -77,7 +78,7 @@ private:
     int m_begin_y = 0, m_line_count = 0;
     std::vector<std::byte> m_band;
     std::size_t m_lost_count = 0;  // of samples' lines: one a line and channel
-    std::vector<char> m_lost;  // a flag a line and channel of the band, line after line
+    std::vector<char> m_lost;      // a flag a line and channel of the band, line after line
     std::vector<Failure> m_failures;
 };
 

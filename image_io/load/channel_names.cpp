@@ -23,7 +23,8 @@ CoreString single_channel_name(ImageLoadOptions const& options)
     return options.single_channel_mode == 2 ? "a" : "l";
 }
 
-std::vector<NamedChannel> find_named_channels(OIIO::ImageSpec const& spec, CoreVector<CoreString> const& names)
+std::vector<NamedChannel> find_named_channels(OIIO::ImageSpec const& spec,
+                                              CoreVector<CoreString> const& names)
 {
     static constexpr char const* kDestinations[] = {"r", "g", "b", "a"};
     std::vector<NamedChannel> named;

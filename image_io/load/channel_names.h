@@ -26,6 +26,7 @@ struct NamedChannel {
 };
 
 /// The first four names of the list, which become "r", "g", "b", "a".
-std::vector<NamedChannel> find_named_channels(OIIO::ImageSpec const& spec, CoreVector<CoreString> const& names);
+std::vector<NamedChannel> find_named_channels(OIIO::ImageSpec const& spec,
+                                              CoreVector<CoreString> const& names);
 
 }  // namespace zv_image_io

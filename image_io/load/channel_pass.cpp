@@ -40,8 +40,8 @@ struct Reinterpretation {
     {
         std::int64_t const first = std::int64_t(file_line) * ratio;
         std::int64_t const count = std::clamp<std::int64_t>(window.height - first, 0, ratio);
-        return {window.x, static_cast<int>(window.y + std::min<std::int64_t>(first, window.height)), window.width,
-                static_cast<int>(count)};
+        return {window.x, static_cast<int>(window.y + std::min<std::int64_t>(first, window.height)),
+                window.width, static_cast<int>(count)};
     }
 
     /// Hands one packed line of the file over; false if a tile got no memory.
@@ -110,9 +110,9 @@ void ChannelPass::fill_patched_band()
     GMathVec4<int> const lines(window.x, m_reader.begin_y(), window.width, m_reader.line_count());
     for (std::size_t k = 0; k < m_wanted.size(); ++k) {
         patch(k);
-        m_has_all_memory &= m_wanted[k].channel->fill_rows(
-            m_reader.samples(0, m_wanted[k].file_channel), std::ptrdiff_t(m_reader.pixel_bytes()),
-            std::ptrdiff_t(m_reader.row_bytes()), lines);
+        m_has_all_memory &= m_wanted[k].channel->fill_rows(m_reader.samples(0, m_wanted[k].file_channel),
+                                                           std::ptrdiff_t(m_reader.pixel_bytes()),
+                                                           std::ptrdiff_t(m_reader.row_bytes()), lines);
     }
 }
 
@@ -129,8 +129,8 @@ void ChannelPass::fill_reinterpreted_band()
             std::byte const* from = m_reader.samples(line, m_wanted[k].file_channel);
             for (std::size_t i = 0; i < packed.size(); i += sample_bytes, from += m_reader.pixel_bytes())
                 std::memcpy(packed.data() + i, from, sample_bytes);
-            m_has_all_memory &=
-                target.fill(*m_wanted[k].channel, packed.data(), m_reader.begin_y() - m_source.window.y + line);
+            m_has_all_memory &= target.fill(*m_wanted[k].channel, packed.data(),
+                                            m_reader.begin_y() - m_source.window.y + line);
         }
     }
 }
@@ -159,9 +159,10 @@ void ChannelPass::patch(std::size_t k)
 void ChannelPass::count_lost_lines()
 {
     for (int line = 0; line < m_reader.line_count(); ++line)
-        m_source.report.rows_lost += std::any_of(m_wanted.begin(), m_wanted.end(), [&](WantedChannel const& wanted) {
-            return m_reader.is_lost(line, wanted.file_channel);
-        });
+        m_source.report.rows_lost +=
+            std::any_of(m_wanted.begin(), m_wanted.end(), [&](WantedChannel const& wanted) {
+                return m_reader.is_lost(line, wanted.file_channel);
+            });
 }
 
 bool read_whole_plane(ScanlineSource const& source, WantedChannel const& wanted, CoreString& error)
@@ -173,8 +174,9 @@ bool read_whole_plane(ScanlineSource const& source, WantedChannel const& wanted,
         throw std::bad_alloc();
     std::vector<unsigned char> plane(*byte_count);
     ReadResult const result = guarded_read(source.input, source.report, [&] {
-        return source.input.read_scanlines(0, 0, window.y, static_cast<int>(window.end_y()), 0, wanted.file_channel,
-                                           wanted.file_channel + 1, source.spec.format, plane.data());
+        return source.input.read_scanlines(0, 0, window.y, static_cast<int>(window.end_y()), 0,
+                                           wanted.file_channel, wanted.file_channel + 1, source.spec.format,
+                                           plane.data());
     });
     source.report.rows_asked += unsigned(window.height);
     if (result.good)

@@ -41,7 +41,10 @@ public:
     void run(std::function<void(int)> const& advanced);
 
     bool has_failed(std::size_t k) const { return m_reader.has_failed(m_wanted[k].file_channel); }
-    CoreString const& first_error(std::size_t k) const { return m_reader.first_error(m_wanted[k].file_channel); }
+    CoreString const& first_error(std::size_t k) const
+    {
+        return m_reader.first_error(m_wanted[k].file_channel);
+    }
 
 private:
     void fill_band();

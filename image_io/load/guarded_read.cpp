@@ -11,19 +11,23 @@ constexpr unsigned int kMostErrors = 64;
 
 }  // namespace
 
-void note_error(ImageLoadReport& report, CoreString const& text)
-{
-    bool const is_new = report.errors.find_index(text) == CoreString::kNotFound;
-    if (!text.is_empty() && is_new && report.errors.get_count() < kMostErrors)
-        report.errors.add(text);
+void note_error(ImageLoadReport& report, char const* text) noexcept
+try {
+    if (*text == 0 || report.errors.get_count() >= kMostErrors)
+        return;
+    CoreString const error(text);
+    if (report.errors.find_index(error) == CoreString::kNotFound)
+        report.errors.add(error);
+} catch (...) {
 }
 
-ReadResult finish_read(OIIO::ImageInput& input, bool good, char const* exception_text, ImageLoadReport& report)
+ReadResult finish_read(OIIO::ImageInput& input, bool good, char const* exception_text,
+                       ImageLoadReport& report)
 {
     CoreString text(std::string_view(input.geterror()));
     if (text.is_empty())
         text = exception_text;
-    note_error(report, text);
+    note_error(report, text.get_data());
     return {good, text};
 }
 

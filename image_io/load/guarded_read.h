@@ -9,8 +9,9 @@
 
 namespace zv_image_io {
 
-/// Keeps a reader's text for the report: each once, none that is empty, and only so many of them.
-void note_error(ImageLoadReport& report, CoreString const& text);
+/// Keeps a reader's text for the report: each once, none that is empty, and only so many of them. A text for which there
+/// is no memory is dropped.
+void note_error(ImageLoadReport& report, char const* text) noexcept;
 
 /// What came of one read. `error` is the reader's text, or that of an exception if the reader has none.
 struct ReadResult {

@@ -78,8 +78,9 @@ void fill_header(OIIO::ImageSpec const& spec, ImageHeader& header)
 
 ImageHeader::ImageHeader() = default;
 
-bool ImageIOLoad::load_header(CoreString const& path, std::unique_ptr<OIIO::ImageInput>& input, OIIO::ImageSpec& spec)
-{
+bool ImageIOLoad::load_header(CoreString const& path, std::unique_ptr<OIIO::ImageInput>& input,
+                              OIIO::ImageSpec& spec)
+try {
     using namespace zv_image_io;
     if (path.is_empty())
         log_line(kLogWarning, "Loading image header: file name is empty.\n");
@@ -94,6 +95,10 @@ bool ImageIOLoad::load_header(CoreString const& path, std::unique_ptr<OIIO::Imag
         return false;
     }
     return true;
+} catch (...) {
+    // No memory, not even for what went wrong.
+    input.reset();
+    return false;
 }
 
 bool ImageIO::get_image_specs(CoreString const& path, ImageHeader& header)

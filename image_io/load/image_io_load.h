@@ -36,26 +36,31 @@ public:
     ///
     /// Returns  true with an open reader in `input`, whose `close()` is the caller's; false with `input` null, the
     ///          reason logged at level 2
-    static bool load_header(CoreString const& path, std::unique_ptr<OIIO::ImageInput>& input, OIIO::ImageSpec& spec);
+    static bool load_header(CoreString const& path, std::unique_ptr<OIIO::ImageInput>& input,
+                            OIIO::ImageSpec& spec);
 
     /// Fills `canvas` from the file and brings it into the default colour space, its alpha associated.
     ///
     /// Returns  false if there is nothing of the file to show; the canvas is then fit for destruction only
-    static bool load_image(CoreString const& path, ImageCanvas& canvas, ImageLoadOptions const& options, OfApp* app,
-                           AppProgressBar* progress);
+    static bool load_image(CoreString const& path, ImageCanvas& canvas, ImageLoadOptions const& options,
+                           OfApp* app, AppProgressBar* progress);
     /// The same, with an account of what was lost.
-    static bool load_image(CoreString const& path, ImageCanvas& canvas, ImageLoadOptions const& options, OfApp* app,
-                           AppProgressBar* progress, ImageLoadReport& report);
+    static bool load_image(CoreString const& path, ImageCanvas& canvas, ImageLoadOptions const& options,
+                           OfApp* app, AppProgressBar* progress, ImageLoadReport& report);
 
 private:
     friend struct ImageIOLoadDoors;  // the tests' way in
 
-    static bool read_data(OIIO::ImageInput* input, OIIO::ImageSpec& spec, ImageMap& map, GMathVec4<int>& data_window,
-                          ImageLoadOptions const& options, bool accept_partial, OfApp* app, AppProgressBar* progress,
-                          ImageLoadReport& report);
+    // The steps of `load_image`; what the libraries throw leaves them.
+    static bool load_picture(CoreString const& path, ImageCanvas& canvas, ImageLoadOptions const& options,
+                             OfApp* app, AppProgressBar* progress, ImageLoadReport& report);
+    static bool read_data(OIIO::ImageInput* input, OIIO::ImageSpec& spec, ImageMap& map,
+                          GMathVec4<int>& data_window, ImageLoadOptions const& options, bool accept_partial,
+                          OfApp* app, AppProgressBar* progress, ImageLoadReport& report);
     static bool read_scanline_data(OIIO::ImageInput* input, OIIO::ImageSpec& spec, ImageMap& map,
-                                   GMathVec4<int>& data_window, ImageLoadOptions const& options, bool accept_partial,
-                                   OfApp* app, AppProgressBar* progress, ImageLoadReport& report);
+                                   GMathVec4<int>& data_window, ImageLoadOptions const& options,
+                                   bool accept_partial, OfApp* app, AppProgressBar* progress,
+                                   ImageLoadReport& report);
     static bool read_tiled_data(OIIO::ImageInput* input, OIIO::ImageSpec& spec, ImageMap& map,
                                 GMathVec4<int>& data_window, ImageLoadOptions const& options, OfApp* app,
                                 AppProgressBar* progress, ImageLoadReport& report);

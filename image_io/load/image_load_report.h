@@ -18,5 +18,8 @@ struct ZV_IMAGE_IO_EXPORT ImageLoadReport {
     CoreString color_space;
     double milliseconds = 0.0;
 
-    [[nodiscard]] bool is_damaged() const { return rows_lost != 0 || tiles_lost != 0 || errors.get_count() != 0; }
+    [[nodiscard]] bool is_damaged() const
+    {
+        return rows_lost != 0 || tiles_lost != 0 || errors.get_count() != 0;
+    }
 };

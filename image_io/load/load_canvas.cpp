@@ -16,8 +16,8 @@ constexpr int kTileSize = 64;
 std::unique_ptr<ImageCanvas> make_canvas(ImagePixel::RepeatMode repeat_u, ImagePixel::RepeatMode repeat_v)
 {
     auto canvas = std::make_unique<ImageCanvas>(false);
-    canvas->create_image(nullptr, ImagePixel::DEPTH_RGBA, ImagePixel::BIT_DEPTH_32, ImagePixel::BIT_TYPE_FLOAT,
-                         kTileSize);
+    canvas->create_image(nullptr, ImagePixel::DEPTH_RGBA, ImagePixel::BIT_DEPTH_32,
+                         ImagePixel::BIT_TYPE_FLOAT, kTileSize);
     canvas->m_pyramid->set_repeat_mode(repeat_u, repeat_v);
     return canvas;
 }

@@ -47,7 +47,8 @@ void add_opaque_alpha(ImageMap& map, GMathVec4<int> const& data_window)
 }
 
 /// What is done to the whole image once its samples are there.
-bool finish_pixels(ImageMap& map, GMathVec4<int> const& data_window, ImageLoadOptions const& options, OfApp* app)
+bool finish_pixels(ImageMap& map, GMathVec4<int> const& data_window, ImageLoadOptions const& options,
+                   OfApp* app)
 {
     if (options.force_alpha)
         add_opaque_alpha(map, data_window);
@@ -92,19 +93,28 @@ bool ImageIOLoad::___class_destructor__(void* object, bool const&)
     return true;
 }
 
-bool ImageIOLoad::load_image(CoreString const& path, ImageCanvas& canvas, ImageLoadOptions const& options, OfApp* app,
-                             AppProgressBar* progress)
+bool ImageIOLoad::load_image(CoreString const& path, ImageCanvas& canvas, ImageLoadOptions const& options,
+                             OfApp* app, AppProgressBar* progress)
 {
     ImageLoadReport report;
     return load_image(path, canvas, options, app, progress, report);
 }
 
-bool ImageIOLoad::load_image(CoreString const& path, ImageCanvas& canvas, ImageLoadOptions const& options, OfApp* app,
-                             AppProgressBar* progress, ImageLoadReport& report)
+bool ImageIOLoad::load_image(CoreString const& path, ImageCanvas& canvas, ImageLoadOptions const& options,
+                             OfApp* app, AppProgressBar* progress, ImageLoadReport& report)
 {
-    using namespace zv_image_io;
     SysTimer const timer;
     report = {};
+    bool const result = zv_image_io::guarded_step(
+        report, [&] { return load_picture(path, canvas, options, app, progress, report); });
+    report.milliseconds = timer.get_elapsed_time();
+    return result;
+}
+
+bool ImageIOLoad::load_picture(CoreString const& path, ImageCanvas& canvas, ImageLoadOptions const& options,
+                               OfApp* app, AppProgressBar* progress, ImageLoadReport& report)
+{
+    using namespace zv_image_io;
     report.color_space = options.color_space;
     if (progress)
         progress->set_value(0.0f);
@@ -113,13 +123,11 @@ bool ImageIOLoad::load_image(CoreString const& path, ImageCanvas& canvas, ImageL
 
     std::unique_ptr<OIIO::ImageInput> input;
     OIIO::ImageSpec spec(OIIO::TypeDesc::UNKNOWN);
-    bool is_open;
     {
         ProgressTask const task(progress, "read header", 0.1f);
-        is_open = load_header(path, input, spec);
+        if (!load_header(path, input, spec))
+            return false;
     }
-    if (!is_open)
-        return false;
     if (!is_acceptable(path, spec)) {
         close_reader(*input, report);
         return false;
@@ -140,6 +148,5 @@ bool ImageIOLoad::load_image(CoreString const& path, ImageCanvas& canvas, ImageL
     close_reader(*input, report);
     canvas.set_canvas(display_window, &data_window);
     canvas.finalize(true, false);
-    report.milliseconds = timer.get_elapsed_time();
     return result;
 }

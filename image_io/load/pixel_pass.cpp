@@ -86,8 +86,8 @@ bool process_block(ImageProcess::Block* block, std::uintptr_t* user_words)
 
 }  // namespace
 
-bool run_pixel_pass(ImageMap& map, Window const& window, CoreString const& color_space, bool has_straight_alpha,
-                    OfApp* app)
+bool run_pixel_pass(ImageMap& map, Window const& window, CoreString const& color_space,
+                    bool has_straight_alpha, OfApp* app)
 {
     ColorIOConverter converter;
     // An unknown space converts nothing: the result plays no part.

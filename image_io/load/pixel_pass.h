@@ -13,7 +13,7 @@ namespace zv_image_io {
 /// The conversion sees unassociated colour: where `has_straight_alpha` is false it is divided by alpha first (above
 /// 1e-8), and it is multiplied with it afterwards in both cases. An identity conversion leaves associated pixels as they are.
 /// Returns  false if the pass could not be done
-bool run_pixel_pass(ImageMap& map, Window const& window, CoreString const& color_space, bool has_straight_alpha,
-                    OfApp* app);
+bool run_pixel_pass(ImageMap& map, Window const& window, CoreString const& color_space,
+                    bool has_straight_alpha, OfApp* app);
 
 }  // namespace zv_image_io

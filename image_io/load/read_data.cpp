@@ -40,9 +40,9 @@ ImagePixel::Depth depth_of(ImageMapColorChannels const* channels)
 
 }  // namespace zv_image_io
 
-bool ImageIOLoad::read_data(OIIO::ImageInput* input, OIIO::ImageSpec& spec, ImageMap& map, GMathVec4<int>& data_window,
-                            ImageLoadOptions const& options, bool accept_partial, OfApp* app,
-                            AppProgressBar* progress, ImageLoadReport& report)
+bool ImageIOLoad::read_data(OIIO::ImageInput* input, OIIO::ImageSpec& spec, ImageMap& map,
+                            GMathVec4<int>& data_window, ImageLoadOptions const& options, bool accept_partial,
+                            OfApp* app, AppProgressBar* progress, ImageLoadReport& report)
 {
     using namespace zv_image_io;
     if (progress)
@@ -58,7 +58,8 @@ bool ImageIOLoad::read_data(OIIO::ImageInput* input, OIIO::ImageSpec& spec, Imag
     bool good;
     if (spec.tile_width == 0) {
         map.init(ImagePixel::DEPTH_NONE, type->bit_depth, type->bit_type, kScanlineTileSize);
-        good = read_scanline_data(input, spec, map, data_window, options, accept_partial, app, progress, report);
+        good =
+            read_scanline_data(input, spec, map, data_window, options, accept_partial, app, progress, report);
     } else {
         map.remove_all_channels();
         // The file's tile size, so that its tiles and the map's coincide.

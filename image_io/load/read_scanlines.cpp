@@ -24,7 +24,9 @@ struct ScanlineJob {
 /// Reports the steps of a bar that counts channels while lines come in for all channels at once.
 class ChannelSteps {
 public:
-    ChannelSteps(AppProgressBar* progress, unsigned int count) : m_progress(progress), m_count(count)
+    ChannelSteps(AppProgressBar* progress, unsigned int count)
+        : m_progress(progress)
+        , m_count(count)
     {
         if (m_progress)
             m_progress->set_step_count(count);
@@ -32,7 +34,8 @@ public:
 
     void advance(int lines, int height)
     {
-        while (m_progress && m_done < m_count && std::int64_t(lines) * m_count >= std::int64_t(m_done + 1) * height)
+        while (m_progress && m_done < m_count &&
+               std::int64_t(lines) * m_count >= std::int64_t(m_done + 1) * height)
             m_progress->step(++m_done);
     }
     void advance_to(unsigned int step)
@@ -64,7 +67,8 @@ void clamp_alpha(ImageMapChannel& channel, Window const& window)
 }
 
 /// All channels of the file, each read for itself: a failed one stays without tiles. The last one's read counts.
-bool read_all_channels_whole(ScanlineJob const& job, std::vector<WantedChannel> const& wanted, ChannelSteps& steps)
+bool read_all_channels_whole(ScanlineJob const& job, std::vector<WantedChannel> const& wanted,
+                             ChannelSteps& steps)
 {
     bool last_is_good = true;
     for (std::size_t i = 0; i < wanted.size(); ++i) {
@@ -100,7 +104,8 @@ bool read_all_channels(ScanlineJob const& job)
 }
 
 /// The named channels, each read for itself; the first failure ends the operation.
-bool read_named_channels_whole(ScanlineJob const& job, std::vector<NamedChannel> const& named, ChannelSteps& steps)
+bool read_named_channels_whole(ScanlineJob const& job, std::vector<NamedChannel> const& named,
+                               ChannelSteps& steps)
 {
     for (std::size_t k = 0; k < named.size(); ++k) {
         if (named[k].file_channel >= 0) {
@@ -185,10 +190,12 @@ bool read_single_channel(ScanlineJob const& job)
 
 bool ImageIOLoad::read_scanline_data(OIIO::ImageInput* input, OIIO::ImageSpec& spec, ImageMap& map,
                                      GMathVec4<int>& data_window, ImageLoadOptions const& options,
-                                     bool accept_partial, OfApp*, AppProgressBar* progress, ImageLoadReport& report)
+                                     bool accept_partial, OfApp*, AppProgressBar* progress,
+                                     ImageLoadReport& report)
 {
     using namespace zv_image_io;
-    ScanlineJob const job{{*input, spec, map, window_of(data_window), report}, options, accept_partial, progress};
+    ScanlineJob const job{
+        {*input, spec, map, window_of(data_window), report}, options, accept_partial, progress};
     if (is_single_channel_load(spec, options))
         return read_single_channel(job);
     if (spec.nchannels == 1 || !options.channels)

@@ -68,7 +68,8 @@ bool is_aligned(OIIO::ImageSpec const& spec)
 void set_increment(AppProgressBar* progress, std::int64_t tile_count)
 {
     if (progress && tile_count > 0)
-        progress->set_task_increment(static_cast<float>(0.8 / double(tile_count)) * progress->m_current_task->span);
+        progress->set_task_increment(static_cast<float>(0.8 / double(tile_count)) *
+                                     progress->m_current_task->span);
 }
 
 /// One file tile of all channels, interleaved as the reader writes it: in the sample type of the file and in its depth.
@@ -76,8 +77,9 @@ class TileBuffer {
 public:
     explicit TileBuffer(OIIO::ImageSpec const& spec)
     {
-        auto const bytes = size_product(spec.format.size(), std::size_t(spec.nchannels), std::size_t(spec.tile_width),
-                                        std::size_t(spec.tile_height), std::size_t(std::max(spec.tile_depth, 1)));
+        auto const bytes =
+            size_product(spec.format.size(), std::size_t(spec.nchannels), std::size_t(spec.tile_width),
+                         std::size_t(spec.tile_height), std::size_t(std::max(spec.tile_depth, 1)));
         if (!bytes)
             throw std::bad_alloc();
         m_bytes.resize(*bytes);
@@ -114,7 +116,8 @@ unsigned char* tile_pixels(ImageMapTile& tile)
 }
 
 /// Hands the visible part of the read buffer to tile number `t` of each channel: rows go straight into the inner square.
-void copy_into_tiles(TiledJob const& job, unsigned int t, int copy_width, int copy_height, std::byte const* buffer)
+void copy_into_tiles(TiledJob const& job, unsigned int t, int copy_width, int copy_height,
+                     std::byte const* buffer)
 {
     std::size_t const sample_bytes = job.map.m_bit_depth;
     std::size_t const pixel_bytes = sample_bytes * std::size_t(job.spec.nchannels);
@@ -124,14 +127,15 @@ void copy_into_tiles(TiledJob const& job, unsigned int t, int copy_width, int co
         unsigned char* const pixels = tile ? tile_pixels(*tile) : nullptr;
         if (!pixels)
             continue;
-        copy_samples({.from = buffer + std::size_t(source) * sample_bytes,
-                      .from_stride = pixel_bytes,
-                      .from_row_stride = pixel_bytes * std::size_t(job.spec.tile_width),
-                      .into = inner_square(reinterpret_cast<std::byte*>(pixels), job.map.m_tile_size, sample_bytes),
-                      .into_row_stride = tile_row_bytes(job.map.m_tile_size, sample_bytes),
-                      .width = copy_width,
-                      .height = copy_height},
-                     sample_bytes);
+        copy_samples(
+            {.from = buffer + std::size_t(source) * sample_bytes,
+             .from_stride = pixel_bytes,
+             .from_row_stride = pixel_bytes * std::size_t(job.spec.tile_width),
+             .into = inner_square(reinterpret_cast<std::byte*>(pixels), job.map.m_tile_size, sample_bytes),
+             .into_row_stride = tile_row_bytes(job.map.m_tile_size, sample_bytes),
+             .width = copy_width,
+             .height = copy_height},
+            sample_bytes);
     }
 }
 
@@ -154,8 +158,8 @@ void read_tiles_directly(TiledJob const& job)
             copy_into_tiles(job, t, visible(job.window.end_x(), tile_x), visible(job.window.end_y(), tile_y),
                             buffer.data());
         } else {
-            log_line(2, "Error while reading tile [", tile_x, ",", tile_y, ",", tile_size, ",", tile_size, "]: ",
-                     result.error, "\n");
+            log_line(2, "Error while reading tile [", tile_x, ",", tile_y, ",", tile_size, ",", tile_size,
+                     "]: ", result.error, "\n");
         }
         if (job.progress)
             job.progress->increment();
@@ -191,14 +195,15 @@ void read_tiles_across(TiledJob const& job)
     set_increment(job.progress, estimated_tile_count(spec));
     for (std::int64_t y = spec.y; y < job.window.end_y(); y += spec.tile_height) {
         for (std::int64_t x = spec.x; x < job.window.end_x(); x += spec.tile_width) {
-            Window const part{int(x), int(y), int(std::min<std::int64_t>(spec.tile_width, job.window.end_x() - x)),
+            Window const part{int(x), int(y),
+                              int(std::min<std::int64_t>(spec.tile_width, job.window.end_x() - x)),
                               int(std::min<std::int64_t>(spec.tile_height, job.window.end_y() - y))};
             ReadResult const result = read_tile(job, part.x, part.y, pixel_stride, buffer);
             if (result.good)
                 fill_from_tile(job, part, buffer.data());
             else
-                log_line(2, "Error while reading tile ", "(", part.x, ", ", part.y, ", ", part.width, ", ", part.height,
-                         ")", ": ", result.error, "\n");
+                log_line(2, "Error while reading tile ", "(", part.x, ", ", part.y, ", ", part.width, ", ",
+                         part.height, ")", ": ", result.error, "\n");
             if (job.progress)
                 job.progress->increment();
         }

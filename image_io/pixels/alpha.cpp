@@ -12,7 +12,8 @@ namespace {
 float float_threshold(double threshold)
 {
     float const nearest = static_cast<float>(threshold);
-    return double(nearest) > threshold ? std::nextafter(nearest, -std::numeric_limits<float>::infinity()) : nearest;
+    return double(nearest) > threshold ? std::nextafter(nearest, -std::numeric_limits<float>::infinity())
+                                       : nearest;
 }
 
 }  // namespace

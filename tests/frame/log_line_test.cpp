@@ -1,5 +1,6 @@
 #include "image_io/frame/log_line.h"
 
+#include <new>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -34,6 +35,23 @@ TEST(LogLine, IsFormedOnlyForAHandlerThatWantsIt)
     log_line(3, "information\n");
 
     EXPECT_EQ(log.lines(), (std::vector<LogLine>{{1, "error\n"}, {2, "warning\n"}}));
+}
+
+struct PieceWithoutMemory {};
+
+CoreString& operator+=(CoreString&, PieceWithoutMemory const&)
+{
+    throw std::bad_alloc();
+}
+
+TEST(LogLine, IsDroppedWithoutMemory)
+{
+    LogCapture const log;
+
+    log_line(1, "error ", PieceWithoutMemory(), "\n");
+    log_line(1, "next\n");
+
+    EXPECT_EQ(log.lines(), (std::vector<LogLine>{{1, "next\n"}}));
 }
 
 TEST(ProgressTask, EndsWithItsScope)

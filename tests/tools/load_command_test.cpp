@@ -31,15 +31,23 @@ ExrPicture rgba_picture()
     return picture;
 }
 
+std::uint64_t next_hash(std::uint64_t hash, std::uint64_t word)
+{
+    hash = (hash ^ word) * 0x100000001B3u;
+    return hash ^ (hash >> 32);
+}
+
 /// The documented hash of a channel of the encoded picture.
 std::string expected_hash(int channel, int width, int height)
 {
-    std::uint64_t hash = 0xCBF29CE484222325u;
-    for (int y = 0; y < height; ++y)
-        for (int x = 0; x < width; ++x) {
-            hash = (hash ^ std::bit_cast<std::uint32_t>(encoded(channel, x, y))) * 0x100000001B3u;
-            hash ^= hash >> 32;
-        }
+    constexpr std::uint64_t kStart = 0xCBF29CE484222325u;
+    std::uint64_t hash = kStart;
+    for (int y = 0; y < height; ++y) {
+        std::uint64_t row_hash = kStart;
+        for (int x = 0; x < width; ++x)
+            row_hash = next_hash(row_hash, std::bit_cast<std::uint32_t>(encoded(channel, x, y)));
+        hash = next_hash(hash, row_hash);
+    }
     char text[17];
     std::snprintf(text, sizeof text, "%016llx", static_cast<unsigned long long>(hash));
     return text;

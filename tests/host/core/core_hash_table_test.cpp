@@ -182,6 +182,24 @@ TEST(CoreHashTable, ReplacingAt256EntriesConvertsNothing)
     EXPECT_EQ(*table.find(key_of(17)), -1);
 }
 
+TEST(CoreHashTable, FieldsOfTheSparseFormKeepTheirOrder)
+{
+    auto const table = filled(257);
+    auto const& sparse = *table.get_sparse();
+    auto const place = [&sparse](auto const& field) {
+        return reinterpret_cast<char const*>(&field) - reinterpret_cast<char const*>(&sparse);
+    };
+
+    EXPECT_EQ(sizeof table, 2 * sizeof(void*));  // a pointer and the mode
+    EXPECT_EQ(place(sparse.m_slots), 0);
+    EXPECT_EQ(place(sparse.m_capacity), 8);
+    EXPECT_EQ(place(sparse.m_live_count), 12);
+    EXPECT_EQ(place(sparse.m_tombstone_count), 16);
+    EXPECT_EQ(place(sparse.m_old_capacity), 20);
+    EXPECT_EQ(place(sparse.m_grow_threshold), 24);
+    EXPECT_EQ(place(sparse.m_shrink_threshold), 28);
+}
+
 TEST(CoreHashTable, ConversionGrowsOnceOnTheWay)
 {
     // 257 slots take 205 entries; the 206th makes 257 + trunc(257 * 1.8) = 719 of them.

@@ -50,24 +50,27 @@ TEST_P(CoreVariantConversion, GivesNumberAndText)
 
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
-INSTANTIATE_TEST_SUITE_P(Values, CoreVariantConversion,
-                         testing::Values(ConversionCase{"nothing", CoreVariant(), 0.0, "", 0},
-                                         ConversionCase{"yes", true, 1.0, "true", 1},
-                                         ConversionCase{"no", false, 0.0, "false", 0},
-                                         ConversionCase{"integer", -7, -7.0, "-7", -7},
-                                         ConversionCase{"fraction", 0.1, 0.1, "0.1", 0},
-                                         ConversionCase{"whole_double", 3.0, 3.0, "3", 3},
-                                         ConversionCase{"negative_fraction", -2.75, -2.75, "-2.75", -2},
-                                         ConversionCase{"above_int", 1e10, 1e10, "1e+10", INT_MAX},
-                                         ConversionCase{"below_int", -1e10, -1e10, "-1e+10", INT_MIN},
-                                         ConversionCase{"infinite", kInfinity, kInfinity, "inf", INT_MAX},
-                                         ConversionCase{"text_number", "2.5 mm", 2.5, "2.5 mm", 2},
-                                         ConversionCase{"text_blanks", " \t+4", 4.0, " \t+4", 4},
-                                         ConversionCase{"text_words", "shot 12", 0.0, "shot 12", 0},
-                                         ConversionCase{"text_two_signs", "+-4", 0.0, "+-4", 0},
-                                         ConversionCase{"text_too_large", "1e999", 0.0, "1e999", 0},
-                                         ConversionCase{"text_empty", "", 0.0, "", 0}),
-                         [](auto const& run) { return run.param.name; });
+INSTANTIATE_TEST_SUITE_P(
+    Values, CoreVariantConversion,
+    testing::Values(ConversionCase{"nothing", CoreVariant(), 0.0, "", 0},
+                    ConversionCase{"yes", true, 1.0, "true", 1}, ConversionCase{"no", false, 0.0, "false", 0},
+                    ConversionCase{"integer", -7, -7.0, "-7", -7},
+                    ConversionCase{"fraction", 0.1, 0.1, "0.1", 0},
+                    ConversionCase{"whole_double", 3.0, 3.0, "3", 3},
+                    ConversionCase{"negative_fraction", -2.75, -2.75, "-2.75", -2},
+                    ConversionCase{"above_int", 1e10, 1e10, "1e+10", INT_MAX},
+                    ConversionCase{"below_int", -1e10, -1e10, "-1e+10", INT_MIN},
+                    ConversionCase{"infinite", kInfinity, kInfinity, "inf", INT_MAX},
+                    ConversionCase{"text_number", "2.5 mm", 2.5, "2.5 mm", 2},
+                    ConversionCase{"text_blanks", " \t+4", 4.0, " \t+4", 4},
+                    ConversionCase{"text_words", "shot 12", 0.0, "shot 12", 0},
+                    ConversionCase{"text_infinite", "-inf", -kInfinity, "-inf", INT_MIN},
+                    ConversionCase{"word_like_infinity", "information", 0.0, "information", 0},
+                    ConversionCase{"word_like_nan", "nano 3", 0.0, "nano 3", 0},
+                    ConversionCase{"text_two_signs", "+-4", 0.0, "+-4", 0},
+                    ConversionCase{"text_too_large", "1e999", 0.0, "1e999", 0},
+                    ConversionCase{"text_empty", "", 0.0, "", 0}),
+    [](auto const& run) { return run.param.name; });
 
 TEST(CoreVariant, NotANumberIsIntegerZero)
 {

@@ -113,6 +113,49 @@ TEST(ImageMapChannel, WindowsAtTheEndsOfTheIntRangeWork)
     }
 }
 
+TEST(ImageMapChannel, TilesOfOnePixelAtTheLastIntAreWalkedToTheirEnd)
+{
+    int const largest = std::numeric_limits<int>::max();
+    ImageMap map;
+    prepare_map(map, kSampleTypes[4], {"r"}, 1);
+    std::vector<float> const plane{1.0f, 2.0f, 3.0f, 4.0f};
+    GMathVec4<int> const region(largest - 1, largest - 1, 2, 2);
+
+    map.m_channels[0]->fill_tiles(reinterpret_cast<unsigned char const*>(plane.data()), region, true);
+
+    std::vector<float> out(4);
+    map.m_channels[0]->create_float_buffer(nullptr, region, out.data());
+    EXPECT_EQ(out, plane);
+}
+
+TEST(ImageMapChannel, CreatesTilesAnewOverItsOwnRegion)
+{
+    ImageMap map;
+    prepare_map(map, kSampleTypes[4], {"r"});
+    ImageMapChannel& channel = *map.m_channels[0];
+    channel.create_tiles({3, -4, 100, 50}, nullptr, 0.25f);
+
+    channel.create_tiles(channel.get_region(), nullptr, 1.0f);
+
+    EXPECT_EQ(channel.get_region(), GMathVec4<int>(3, -4, 100, 50));
+    EXPECT_EQ(channel.get_bits(3, -4), float_bits(1.0f));
+}
+
+TEST(ImageMapChannel, SamplesOfASizeThatThereIsNotGetNoTiles)
+{
+    for (unsigned int const bytes : {0u, 3u, 5u, 8u}) {
+        ImageMap map;
+        auto const depth = static_cast<ImagePixel::BitDepth>(bytes);
+        map.init(ImagePixel::DEPTH_NONE, depth, ImagePixel::BIT_TYPE_FLOAT, 8);
+        ImageMapChannel& channel = *map.add_channel("r", depth, ImagePixel::BIT_TYPE_FLOAT);
+        std::vector<unsigned char> const plane(8 * 8 * 8, 1);
+
+        channel.fill_tiles(plane.data(), {0, 0, 8, 8}, true);
+
+        EXPECT_EQ(channel.get_tile_count(), 0u) << bytes;
+    }
+}
+
 TEST(ImageMapChannel, CreatingTilesAgainDropsTheOldOnes)
 {
     ImageMap map;

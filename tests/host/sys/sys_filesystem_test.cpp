@@ -2,8 +2,11 @@
 
 #include "tests/support/temp_dir.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
+#include <climits>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -58,6 +61,24 @@ TEST(SysFilesystem, ModificationTimeChangesWithTheFile)
     ASSERT_TRUE(SysFilesystem::get_file_modification_time(path.c_str(), second));
 
     EXPECT_EQ(second - first, 1'500'000'000);
+}
+
+TEST(SysFilesystem, ModificationTimesThat64BitsCannotTellBecomeTheNearest)
+{
+    zv_test::TempDir const folder;
+    std::string const path = folder.file("a.exr");
+    write_file(path, "x");
+    timespec const times[2] = {{10'000'000'000, 0}, {10'000'000'000, 0}};
+    ASSERT_EQ(utimensat(AT_FDCWD, path.c_str(), times, 0), 0);
+    struct stat kept;
+    ASSERT_EQ(stat(path.c_str(), &kept), 0);  // a file system may keep less of it
+    long long time = 0;
+
+    ASSERT_TRUE(SysFilesystem::get_file_modification_time(path.c_str(), time));
+
+    constexpr long long kNanoseconds = 1'000'000'000;
+    bool const fits = kept.st_mtim.tv_sec < LLONG_MAX / kNanoseconds;
+    EXPECT_EQ(time, fits ? kept.st_mtim.tv_sec * kNanoseconds : LLONG_MAX);
 }
 
 TEST(SysFilesystem, ModificationTimeOfAMissingFileIsUnknown)
@@ -118,6 +139,12 @@ TEST(SysFilesystem, FormatsToTheShortestForm)
     EXPECT_EQ(formatted("/a/b/"), "/a/b");
     EXPECT_EQ(formatted("/"), "/");
     EXPECT_EQ(formatted(""), "");
+}
+
+TEST(SysFilesystem, FormatsSeparatorsOfOtherSystems)
+{
+    EXPECT_EQ(formatted("a\\b\\c.exr"), "a/b/c.exr");
+    EXPECT_EQ(formatted("\\a\\\\b\\..\\c.exr"), "/a/c.exr");
 }
 
 TEST(SysFilesystem, FormattingTwiceChangesNothingMore)
