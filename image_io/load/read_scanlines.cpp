@@ -89,6 +89,8 @@ bool read_all_channels(ScanlineJob const& job)
     for (int i = 0; i < job.source.spec.nchannels; ++i)
         if (ImageMapChannel* const channel = add_channel(job.source, file_channel_name(job.source.spec, i)))
             wanted.push_back({i, channel});
+    if (wanted.empty())
+        return false;  // no memory for any of them
     if (!job.accept_partial)
         return read_all_channels_whole(job, wanted, steps);
 
