@@ -4,6 +4,7 @@
 #include "host/image/image_map_pyramid.h"
 #include "host/image/image_map_tile.h"
 #include "image_io/load/image_io_load.h"
+#include "tests/load/channel_script.h"
 #include "tests/load/load_doors.h"
 #include "tests/load/loaded_picture.h"
 #include "tests/support/log_capture.h"
@@ -18,15 +19,6 @@ namespace {
 
 using namespace zv_test;
 using Calls = std::vector<std::string>;
-
-ReadScript script_of(std::vector<std::string> const& names, OIIO::TypeDesc type = OIIO::TypeDesc::FLOAT,
-                     int tile = 0)
-{
-    ReadScript script;
-    script.spec = picture_spec(70, 40, int(names.size()), type, 0, 0, tile);
-    script.spec.channelnames = names;
-    return script;
-}
 
 /// A canvas of one's own, filled by the inner door.
 struct OwnCanvas {

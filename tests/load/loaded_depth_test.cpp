@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "host/image/image_map_tile.h"
+#include "tests/load/channel_script.h"
 #include "tests/load/loaded_picture.h"
 #include "tests/support/pictures.h"
 #include "tests/support/scripted_format.h"
@@ -11,15 +12,6 @@
 namespace {
 
 using namespace zv_test;
-
-ReadScript script_of(std::vector<std::string> const& names, OIIO::TypeDesc type = OIIO::TypeDesc::FLOAT,
-                     int tile = 0)
-{
-    ReadScript script;
-    script.spec = picture_spec(70, 40, int(names.size()), type, 0, 0, tile);
-    script.spec.channelnames = names;
-    return script;
-}
 
 struct DepthCase {
     char const* name;
