@@ -3,6 +3,7 @@
 #include "host/core/core_base_type.h"
 #include "host/core/core_class_info.h"
 #include "host/core/core_string.h"
+#include "host/gmath/gmath_vec4.h"
 #include "host/image/image_pixel.h"
 #include "image_io/frame/export.h"
 
@@ -12,6 +13,7 @@ class OfApp;
 struct ImageHeader;
 struct ImageLoadOptions;
 struct ImageLoadReport;
+struct ImageSaveOptions;
 
 /// The module's front door: loading, probing and saving, from a path. Static operations only.
 ///
@@ -47,6 +49,14 @@ public:
     static ImageCanvas* load_image(CoreString const& path, ImageLoadOptions const& options, OfApp* app,
                                    AppProgressBar* progress, ImagePixel::RepeatMode repeat_u,
                                    ImagePixel::RepeatMode repeat_v, ImageLoadReport& report);
+
+    /// Saves a canvas to a file, or to several where its layers go to files of their own. The metadata of the
+    /// canvas is appended to that of `options`.
+    ///
+    /// `app` tells the output settings; `progress` may be null.
+    /// Units  `crop`, which may be null: x, y, width and height as fractions of the canvas's size
+    static SavingStatus save(CoreString const& path, ImageSaveOptions& options, ImageCanvas const& canvas,
+                             OfApp* app, AppProgressBar* progress, GMathVec4<float> const* crop);
 
     /// Writes a whole interleaved buffer to a file, whose format its name tells. No colour handling.
     ///

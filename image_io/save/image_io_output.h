@@ -1,0 +1,89 @@
+#pragma once
+
+#include <memory>
+
+#include "host/core/core_string.h"
+#include "host/core/core_vector.h"
+#include "host/gmath/gmath_vec4.h"
+#include "image_io/frame/export.h"
+#include "image_io/frame/image_io.h"
+#include "image_io/frame/library_names.h"
+
+class AppBase;
+class AppProgressBar;
+class ImageEvalContext;
+class ImageMap;
+class ImageMapChannel;
+class OfApp;
+struct ImageSaveOptions;
+
+/// One file that is open for writing, with the channels that go into it.
+///
+/// Order    fill `get_channels`, `open`, `write_region` any number of times, `write`, `close`
+/// Owns     the open file; application, map and channels are borrowed and must outlive it
+/// Errors   nothing throws; the status says whether it worked, the log says why not
+/// Threads  one at a time
+class ZV_IMAGE_IO_EXPORT ImageIOOutput {
+public:
+    /// How the file stores its pixels.
+    enum WriteMode : int { WRITE_MODE_NONE = -1, WRITE_MODE_SCANLINE = 0, WRITE_MODE_TILED = 1 };
+    /// Which library writes it.
+    enum WriteType : int { WRITE_TYPE_CLOSED = -1, WRITE_TYPE_OIIO = 0, WRITE_TYPE_EXR = 1 };
+
+    ImageIOOutput(ImageMap const* map, CoreString const& name, CoreString const& filename, AppBase* app);
+    /// Closes the file.
+    ~ImageIOOutput();
+    ImageIOOutput(ImageIOOutput const&) = delete;
+    ImageIOOutput& operator=(ImageIOOutput const&) = delete;
+
+    /// Creates the file for the channels. Rectangles are x, y, width, height; `region` is what holds data,
+    /// `canvas_rectangle` the whole picture. A tile size of 0 makes a scanline file.
+    bool open(OfApp* app, ImageSaveOptions const& options, GMathVec4<int> const& region,
+              GMathVec4<int> const& canvas_rectangle, int tile_size);
+
+    /// Writes the whole picture and finishes the file; of an OpenEXR file what is missing of it. A second
+    /// time it fails. Success means that every byte is in the file.
+    ImageIO::SavingStatus write(ImageEvalContext& context, AppProgressBar* progress);
+
+    /// Writes the part of the region that lies in the file, at once. OpenEXR scanline files take their lines
+    /// in order and at full width, tiled ones each tile once; anything else fails and changes nothing.
+    ImageIO::SavingStatus write_region(ImageEvalContext& context, GMathVec4<int> const& region,
+                                       AppProgressBar* progress);
+
+    /// Finishes the file as far as it is written.
+    void close();
+
+    AppBase* get_app() const;
+    unsigned int get_channel_count() const;
+    /// The channels in file order, to be filled before `open`.
+    CoreVector<ImageMapChannel*>& get_channels();
+    /// The file name in single quotes.
+    CoreString get_description() const;
+    CoreString const& get_filename() const;
+    /// Null for files that OpenImageIO writes.
+    Imf_2_4::Header* get_header_exr();
+    /// "image", "RGBA" or the layer.
+    CoreString const& get_name() const;
+    WriteMode get_write_mode() const;
+    WriteType get_write_type() const;
+    void set_image_map(ImageMap const* map);
+
+private:
+    friend struct ImageIOOutputDoors;  // the tests' way in
+
+    bool open_exr(Imf_2_4::Header* header);
+    bool open_oiio(std::unique_ptr<OIIO::ImageOutput> output);
+    bool open_fail();
+    ImageIO::SavingStatus write_fail();
+
+    AppBase* m_app;
+    CoreString m_name;
+    CoreString m_filename;
+    CoreVector<ImageMapChannel*> m_channels;
+    std::unique_ptr<Imf_2_4::Header> m_header;
+    CoreString m_color_space;
+    WriteMode m_write_mode = WRITE_MODE_NONE;
+    WriteType m_write_type = WRITE_TYPE_CLOSED;
+    int m_tile_size = 0;
+    ImageMap const* m_image_map;
+};
