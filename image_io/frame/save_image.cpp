@@ -90,7 +90,7 @@ std::optional<std::string> write_checked(std::unique_ptr<OIIO::ImageOutput> outp
     return write_file(*writer, path, buffer, &file);
 }
 
-bool save(CoreString const& path, PixelBuffer const& buffer) noexcept
+bool save_buffer(CoreString const& path, PixelBuffer const& buffer) noexcept
 {
     try {
         std::optional<std::string> failure;
@@ -121,11 +121,11 @@ bool save(CoreString const& path, PixelBuffer const& buffer) noexcept
 bool ImageIO::save_image(CoreString const& path, unsigned char const* pixels, unsigned int channels,
                          unsigned int width, unsigned int height)
 {
-    return save(path, {OIIO::TypeDesc::UINT8, pixels, channels, width, height});
+    return save_buffer(path, {OIIO::TypeDesc::UINT8, pixels, channels, width, height});
 }
 
 bool ImageIO::save_image(CoreString const& path, float const* pixels, unsigned int channels,
                          unsigned int width, unsigned int height)
 {
-    return save(path, {OIIO::TypeDesc::FLOAT, pixels, channels, width, height});
+    return save_buffer(path, {OIIO::TypeDesc::FLOAT, pixels, channels, width, height});
 }
