@@ -45,7 +45,7 @@ std::optional<std::string> write_file(CheckedImageOutput& output, std::string co
     return output.geterror();
 }
 
-bool save_pixels(CoreString const& path, PixelBuffer const& buffer) noexcept
+bool save_buffer(CoreString const& path, PixelBuffer const& buffer) noexcept
 {
     try {
         std::optional<std::string> failure;
@@ -74,11 +74,11 @@ bool save_pixels(CoreString const& path, PixelBuffer const& buffer) noexcept
 bool ImageIO::save_image(CoreString const& path, unsigned char const* pixels, unsigned int channels,
                          unsigned int width, unsigned int height)
 {
-    return save_pixels(path, {OIIO::TypeDesc::UINT8, pixels, channels, width, height});
+    return save_buffer(path, {OIIO::TypeDesc::UINT8, pixels, channels, width, height});
 }
 
 bool ImageIO::save_image(CoreString const& path, float const* pixels, unsigned int channels,
                          unsigned int width, unsigned int height)
 {
-    return save_pixels(path, {OIIO::TypeDesc::FLOAT, pixels, channels, width, height});
+    return save_buffer(path, {OIIO::TypeDesc::FLOAT, pixels, channels, width, height});
 }
