@@ -133,15 +133,15 @@ bool CheckedImageOutput::close()
 }
 
 bool CheckedImageOutput::finish_file() noexcept
-{
-    bool const is_finished = forward([&] {
-        if (!m_file || m_file->finish())
-            return true;
+try {
+    if (m_file && !m_file->finish()) {
         m_has_trouble = true;
         pass_on(m_file->trouble());
-        return false;
-    });
-    return is_finished && !m_has_trouble;
+    }
+    return !m_has_trouble;
+} catch (...) {
+    m_has_trouble = true;  // no memory for the message
+    return false;
 }
 
 void CheckedImageOutput::remove_file()
