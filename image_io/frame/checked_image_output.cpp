@@ -56,6 +56,16 @@ void CheckedImageOutput::pass_on(std::string const& error)
     m_passed_on = error;
 }
 
+bool CheckedImageOutput::refuse(std::string const& reason) noexcept
+{
+    try {
+        pass_on(reason);
+    } catch (...) {
+        // no memory for the message
+    }
+    return false;
+}
+
 template <class Call>
 bool CheckedImageOutput::forward(Call const& call) noexcept
 try {
@@ -81,16 +91,12 @@ try {
 template <class Call>
 bool CheckedImageOutput::forward_if_open(Call const& call) noexcept
 {
-    return forward([&] {
-        if (!m_is_open)
-            pass_on("the file is not open");  // formats' writers crash here
-        return m_is_open && call();
-    });
+    return m_is_open ? forward(call) : refuse("the file is not open");  // formats' writers crash here
 }
 
 bool CheckedImageOutput::open(std::string const& name, OIIO::ImageSpec const& spec, OpenMode mode)
 {
-    m_is_open = forward([&] { return open_writer(name, spec, mode); });
+    m_is_open = prepare_file(name, spec) && forward([&] { return m_writer->open(name, spec, mode); });
     m_was_opened |= m_is_open;
     if (m_is_open)
         m_spec = m_writer->spec();
@@ -99,23 +105,22 @@ bool CheckedImageOutput::open(std::string const& name, OIIO::ImageSpec const& sp
     return m_is_open;
 }
 
-bool CheckedImageOutput::open_writer(std::string const& name, OIIO::ImageSpec const& spec, OpenMode mode)
-{
-    if (std::string const objection = find_objection(format_name(), shape_of(spec)); !objection.empty()) {
-        pass_on(objection);
-        return false;
-    }
+/// Everything that goes before the writer's own `open`.
+bool CheckedImageOutput::prepare_file(std::string const& name, OIIO::ImageSpec const& spec) noexcept
+try {
+    if (std::string const objection = find_objection(format_name(), shape_of(spec)); !objection.empty())
+        return refuse(objection);
     m_path = name;
     m_path_was_free = type_of(name) == std::filesystem::file_type::not_found;
-    if (m_writer->supports("ioproxy")) {
-        m_file = std::make_unique<CheckedFile>(name);
-        if (!m_file->is_open()) {
-            pass_on("Could not open file \"" + name + "\"");  // as the writers word it
-            return false;
-        }
-        m_writer->set_ioproxy(m_file.get());
-    }
-    return m_writer->open(name, spec, mode);
+    if (!m_writer->supports("ioproxy"))
+        return true;
+    m_file = std::make_unique<CheckedFile>(name);
+    if (!m_file->is_open())
+        return refuse("Could not open file \"" + name + "\"");  // as the writers word it
+    m_writer->set_ioproxy(m_file.get());
+    return true;
+} catch (std::exception const& exception) {
+    return refuse(exception.what());
 }
 
 bool CheckedImageOutput::close()
@@ -133,15 +138,12 @@ bool CheckedImageOutput::close()
 }
 
 bool CheckedImageOutput::finish_file() noexcept
-try {
+{
     if (m_file && !m_file->finish()) {
         m_has_trouble = true;
-        pass_on(m_file->trouble());
+        return refuse(m_file->trouble());
     }
     return !m_has_trouble;
-} catch (...) {
-    m_has_trouble = true;  // no memory for the message
-    return false;
 }
 
 void CheckedImageOutput::remove_file()

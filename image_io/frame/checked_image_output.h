@@ -63,8 +63,9 @@ private:
     template <class Call>
     bool forward_if_open(Call const& call) noexcept;
 
-    bool open_writer(std::string const& name, OIIO::ImageSpec const& spec, OpenMode mode);
+    bool prepare_file(std::string const& name, OIIO::ImageSpec const& spec) noexcept;
     bool finish_file() noexcept;
+    bool refuse(std::string const& reason) noexcept;
     void pass_on(std::string const& error);
 
     std::unique_ptr<CheckedFile> m_file;  // null for a writer that opens its own
