@@ -17,7 +17,11 @@ public:
     {
         if (!m_bar)
             return;
-        m_bar->finish();
+        try {
+            m_bar->finish();
+        } catch (...) {
+            // A display that fails must not end a save.
+        }
         m_bar->m_finished = true;  // from here on it is the application's to free
     }
     ChildBar(ChildBar const&) = delete;
