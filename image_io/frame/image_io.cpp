@@ -1,6 +1,7 @@
 #include "image_io/frame/image_io.h"
 
 #include "image_io/frame/class_record.h"
+#include "image_io/save/image_io_save_private.h"
 
 CoreClassInfo const& ImageIO::class_info()
 {
@@ -16,4 +17,11 @@ CoreClassInfo const& ImageIO::get_class_info() const
 bool ImageIO::___class_destructor__(void* object, bool const&)
 {
     return zv_image_io::free_object<ImageIO>(object);
+}
+
+ImageIO::SavingStatus ImageIO::save(CoreString const& path, ImageSaveOptions& options,
+                                    ImageCanvas const& canvas, OfApp* app, AppProgressBar* progress,
+                                    GMathVec4<float> const* crop)
+{
+    return ImageIOSavePrivate::save_private(path, options, canvas, app, progress, crop);
 }

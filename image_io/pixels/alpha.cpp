@@ -18,6 +18,15 @@ float float_threshold(double threshold)
                                        : nearest;
 }
 
+constexpr std::size_t kPixelFloats = 4;
+
+void scale_colour(float* pixel, float factor)
+{
+    pixel[0] *= factor;
+    pixel[1] *= factor;
+    pixel[2] *= factor;
+}
+
 float reciprocal(float value, bool divides)
 {
     return 1.0f / (divides ? value : 1.0f);
@@ -59,6 +68,23 @@ void multiply_planes_by_alpha(ColourPlanes planes, std::span<float const> alpha)
     for (float* const plane : planes)
         if (plane)
             multiply_samples({plane, alpha.size()}, alpha);
+}
+
+void divide_pixels_by_alpha(std::span<float> samples, AlphaThreshold threshold)
+{
+    float const limit = float_threshold(threshold.least);
+    for (std::size_t first = 0; first + kPixelFloats <= samples.size(); first += kPixelFloats) {
+        float* const pixel = samples.data() + first;
+        float const alpha = pixel[3];
+        float const factor = reciprocal(alpha, (threshold.of_magnitude ? std::fabs(alpha) : alpha) > limit);
+        scale_colour(pixel, factor);
+    }
+}
+
+void multiply_pixels_by_alpha(std::span<float> samples)
+{
+    for (std::size_t first = 0; first + kPixelFloats <= samples.size(); first += kPixelFloats)
+        scale_colour(samples.data() + first, samples[first + 3]);
 }
 
 }  // namespace zv_image_io

@@ -29,4 +29,9 @@ using ColourPlanes = std::span<float* const>;
 void divide_planes_by_alpha(ColourPlanes planes, std::span<float const> alpha, AlphaThreshold threshold);
 void multiply_planes_by_alpha(ColourPlanes planes, std::span<float const> alpha);
 
+/// Interleaved pixels of four floats with alpha in the fourth, whatever the picture is; what is left behind the last
+/// whole pixel stays.
+void divide_pixels_by_alpha(std::span<float> samples, AlphaThreshold threshold);
+void multiply_pixels_by_alpha(std::span<float> samples);
+
 }  // namespace zv_image_io
