@@ -1,6 +1,7 @@
 #include "image_io/frame/image_io.h"
 
 #include "image_io/frame/class_record.h"
+#include "image_io/presets/image_io_resolution_preset_manager.h"
 
 CoreClassInfo const& ImageIO::class_info()
 {
@@ -16,4 +17,9 @@ CoreClassInfo const& ImageIO::get_class_info() const
 bool ImageIO::___class_destructor__(void* object, bool const&)
 {
     return zv_image_io::free_object<ImageIO>(object);
+}
+
+bool ImageIO::init(OfApp* app)
+{
+    return ImageIOResolutionPresetManager::static_init(app);
 }
