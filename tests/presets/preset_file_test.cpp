@@ -86,7 +86,7 @@ TEST_F(PresetFile, ValuesOfAnotherTypeAreWhatTheParserMakesOfThem)
 {
     ASSERT_TRUE(takes("A { p { width \"wide\"; height 2.6; display_name 5; aspect_ratio 2 } }"));
 
-    EXPECT_EQ(entries().back(), (Entry{"5", false, 2.0f, 0, 3}));
+    EXPECT_EQ(entries().back(), (Entry{"5", false, 2.0f, 0, 2}));
 }
 
 TEST_F(PresetFile, PlainValuesAtTheRootAreSkipped)
