@@ -25,7 +25,9 @@ ImageIO::SavingStatus ImageIO::save(CoreString const& path, ImageSaveOptions& op
                                     GMathVec4<float> const* crop)
 {
     return ImageIOSavePrivate::save_private(path, options, canvas, app, progress, crop);
-    bool ImageIO::init(OfApp * app)
-    {
-        return ImageIOResolutionPresetManager::static_init(app);
-    }
+}
+
+bool ImageIO::init(OfApp* app)
+{
+    return ImageIOResolutionPresetManager::static_init(app);
+}
