@@ -5,13 +5,13 @@
 #include <vector>
 
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 
 #include "host/of/of_app.h"
 #include "image_io/frame/image_io.h"
 #include "image_io/save/image_io_outputs.h"
 #include "image_io/save/image_io_save.h"
 #include "image_io/save/image_save_options.h"
+#include "tests/save/file_size_limit.h"
 #include "tests/save/test_canvas.h"
 #include "tests/support/log_capture.h"
 #include "tests/support/temp_dir.h"
@@ -23,24 +23,6 @@ namespace {
 using namespace zv_test;
 using Format = ImageIOFileFormat;
 using Lines = std::vector<LogLine>;
-
-/// While it lives, files of this process end at so many bytes.
-class FileSizeLimit {
-public:
-    explicit FileSizeLimit(std::size_t byte_count)
-    {
-        getrlimit(RLIMIT_FSIZE, &m_before);
-        rlimit limit = m_before;
-        limit.rlim_cur = byte_count;
-        setrlimit(RLIMIT_FSIZE, &limit);
-    }
-    ~FileSizeLimit() { setrlimit(RLIMIT_FSIZE, &m_before); }
-    FileSizeLimit(FileSizeLimit const&) = delete;
-    FileSizeLimit& operator=(FileSizeLimit const&) = delete;
-
-private:
-    rlimit m_before{};
-};
 
 struct FileCase {
     char const* label;
