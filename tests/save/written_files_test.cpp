@@ -50,12 +50,22 @@ protected:
             matrix[number] = CoreVariant(number + 0.5);
         options.meta_data = {{"worldToCamera", matrix}, {"comment", {CoreVariant("made by hand")}}};
     }
-    std::string saved(std::string const& name, CanvasShape const& shape = {})
+    void save(std::string const& name, CanvasShape const& shape = {})
     {
         TestCanvas const canvas(shape);
         EXPECT_EQ(ImageIO::save(folder.file(name).c_str(), options, canvas.canvas(), &app, nullptr, nullptr),
                   ImageIO::SAVING_STATUS_SUCCESS);
+    }
+    std::string saved(std::string const& name, CanvasShape const& shape = {})
+    {
+        save(name, shape);
         return info_of(folder.file(name));
+    }
+    /// Saves, and reads as many channels again.
+    void expect_whole(std::string const& name, int channels)
+    {
+        save(name);
+        EXPECT_EQ(read_picture(folder.file(name)).spec.nchannels, channels) << name;
     }
     static void expect_text(std::string const& info, std::string const& text)
     {
@@ -126,9 +136,9 @@ TEST_F(WrittenFile, IsWholeForAnotherProgram)
     CanvasShape shape;
     shape.channels = {"r", "g", "b"};
     options.format = Format::SAVE_TIFF16;
-    saved("a.tif", shape);
+    save("a.tif", shape);
     options.format = Format::SAVE_PNG16;
-    saved("a.png", shape);
+    save("a.png", shape);
 
     std::string const text =
         output_of("oiiotool '" + folder.file("a.tif") + "' '" + folder.file("a.png") + "' --diff");
@@ -147,7 +157,7 @@ TEST_F(WrittenFile, TakesOddMetadata)
                          {"nothing", {}}};
     for (char const* name : {"a.tif", "a.png", "a.tga", "a.bmp"}) {
         options.format = std::string(name) == "a.tif" ? Format::SAVE_TIFF8 : Format::SAVE_UNKNOWN;
-        expect_text(saved(name), "47 x   33, 4 channel");
+        expect_whole(name, 4);
     }
 }
 
@@ -157,11 +167,11 @@ TEST_F(WrittenFile, TakesOddPixelAspects)
                                std::numeric_limits<float>::infinity()}) {
         options.pixel_aspect_ratio = aspect;
         options.format = Format::SAVE_TIFF8;
-        expect_text(saved("a.tif"), "47 x   33, 4 channel");
+        expect_whole("a.tif", 4);
         options.format = Format::SAVE_UNKNOWN;
-        expect_text(saved("a.png"), "47 x   33, 4 channel");
+        expect_whole("a.png", 4);
         options.format = Format::SAVE_JPEG;
-        expect_text(saved("a.jpg"), "47 x   33, 3 channel");
+        expect_whole("a.jpg", 3);
     }
 }
 
@@ -173,13 +183,11 @@ TEST_F(WrittenFile, HoldsUpToTwoHundredChannels)
         for (int number = 0; number < count; ++number)
             shape.channels.push_back("layer" + std::to_string(number) + "." + std::string(300, 'c'));
         options.format = Format::SAVE_TIFF32;
-        TestCanvas const canvas(shape);
-        std::string const path = folder.file("a.tif");
 
-        ASSERT_EQ(ImageIO::save(path.c_str(), options, canvas.canvas(), &app, nullptr, nullptr),
-                  ImageIO::SAVING_STATUS_SUCCESS);
+        save("a.tif", shape);
 
-        EXPECT_EQ(read_picture(path).samples, interleaved<float>(0, 0, 47, 33, count)) << count;
+        EXPECT_EQ(read_picture(folder.file("a.tif")).samples, interleaved<float>(0, 0, 47, 33, count))
+            << count;
     }
 }
 
