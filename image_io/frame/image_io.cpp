@@ -1,6 +1,7 @@
 #include "image_io/frame/image_io.h"
 
 #include "image_io/frame/class_record.h"
+#include "image_io/presets/image_io_resolution_preset_manager.h"
 #include "image_io/save/image_io_save_private.h"
 
 CoreClassInfo const& ImageIO::class_info()
@@ -24,4 +25,9 @@ ImageIO::SavingStatus ImageIO::save(CoreString const& path, ImageSaveOptions& op
                                     GMathVec4<float> const* crop)
 {
     return ImageIOSavePrivate::save_private(path, options, canvas, app, progress, crop);
+}
+
+bool ImageIO::init(OfApp* app)
+{
+    return ImageIOResolutionPresetManager::static_init(app);
 }
