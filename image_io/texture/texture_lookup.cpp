@@ -50,6 +50,13 @@ bool is_wrap(int wrap)
     return wrap >= 0 && wrap < TextureOpt::WrapLast;
 }
 
+/// The variant for sizes that are powers of two ends the process at all others; for those the plain one gives the same.
+TextureOpt::Wrap wrap_mode(int wrap)
+{
+    return wrap == TextureOpt::WrapPeriodicPow2 ? TextureOpt::WrapPeriodic
+                                                : static_cast<TextureOpt::Wrap>(wrap);
+}
+
 /// OpenImageIO refuses files with more channels, and counts channels in 16 bits.
 long long channel_limit()
 {
@@ -105,8 +112,8 @@ public:
         m_options.fill = kFill;
         m_options.mipmode = mip_mode(modes.mip);
         m_options.interpmode = interp_mode(modes.interp);
-        m_options.swrap = static_cast<TextureOpt::Wrap>(modes.swrap);
-        m_options.twrap = static_cast<TextureOpt::Wrap>(modes.twrap);
+        m_options.swrap = wrap_mode(modes.swrap);
+        m_options.twrap = wrap_mode(modes.twrap);
         m_options.sblur = m_options.tblur = footprint.blur;
     }
 
