@@ -10,7 +10,9 @@ enum ExitCode {
     EXIT_CODE_FAILURE = 1,  ///< whatever the others do not name
     EXIT_CODE_USAGE = 2,    ///< the command line asks for what there is not
     EXIT_CODE_INPUT = 3,    ///< a file that is missing, unreadable or of no known format
-    EXIT_CODE_DAMAGE = 7,   ///< under --strict: a file of which parts are lost
+    EXIT_CODE_DAMAGE =
+        7,  ///< a file of which parts are lost: under --strict, or where all of it was asked for
+    EXIT_CODE_DIFFERENCES = 8,  ///< pictures that differ by more than they may
 };
 
 inline ExitCode worse(ExitCode first, ExitCode second)
