@@ -25,6 +25,7 @@
 #include "host/core/core_variant.h"
 #include "host/core/core_vector.h"
 #include "host/core/core_version.h"
+#include "host/core/unique_string.h"
 
 #include "host/sys/sys_filesystem.h"
 #include "host/sys/sys_memory.h"

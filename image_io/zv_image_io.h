@@ -3,6 +3,7 @@
 // Everything that the module shows, for an application that embeds it.
 
 #include "image_io/format/image_io_file_format.h"
+#include "image_io/frame/event_table.h"
 #include "image_io/frame/export.h"
 #include "image_io/frame/image_io.h"
 #include "image_io/frame/version.h"
@@ -11,9 +12,15 @@
 #include "image_io/load/image_io_load.h"
 #include "image_io/load/image_load_options.h"
 #include "image_io/load/image_load_report.h"
+#include "image_io/plate/plate_image.h"
+#include "image_io/plate/plate_image_manager.h"
+#include "image_io/presets/image_io_resolution_preset_manager.h"
 #include "image_io/save/image_io_exr_utils.h"
 #include "image_io/save/image_io_output.h"
 #include "image_io/save/image_io_outputs.h"
 #include "image_io/save/image_io_save.h"
 #include "image_io/save/image_io_save_private.h"
 #include "image_io/save/image_save_options.h"
+#include "image_io/texture/image_io_texture_manager.h"
+#include "image_io/texture/image_io_texture_stream.h"
+#include "image_io/texture/map_eval_ctx.h"

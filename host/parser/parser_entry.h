@@ -12,7 +12,7 @@ class ParserGroup;
 /// A name with any number of values, each of one of six kinds.
 ///
 /// Getters convert what they can: numbers, bools (1, 0) and characters (their code) into each other, a double
-/// into the nearest int, every single value into a text. What cannot be converted, and an index past the end,
+/// into an int without its fraction, every single value into a text. What cannot be converted, and an index past the end,
 /// gives false, 0, the empty text or null.
 class ParserEntry {
 public:

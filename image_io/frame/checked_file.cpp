@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <system_error>
+#include <utility>
 
 namespace zv_image_io {
 
@@ -56,9 +57,17 @@ bool CheckedFile::finish()
 
 void CheckedFile::discard()
 {
+    if (!m_has_written)
+        return remove();
     m_file.reset();
     m_mode = Closed;
-    if (m_is_new && !m_has_written)
+}
+
+void CheckedFile::remove()
+{
+    m_file.reset();
+    m_mode = Closed;
+    if (std::exchange(m_is_new, false))
         ::unlink(m_filename.c_str());
 }
 

@@ -35,6 +35,8 @@ public:
     bool finish();
     /// Closes the file, and removes it if it is new and nothing was written.
     void discard();
+    /// Closes the file, and removes it if this object created it, whatever is in it.
+    void remove();
 
     // What the writer calls.
 

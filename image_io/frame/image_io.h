@@ -39,6 +39,10 @@ public:
     ImageIO& operator=(ImageIO const&) { return *this; }
     ImageIO& operator=(ImageIO&&) { return *this; }
 
+    /// Starts the module: the list of resolution presets, which follows the settings of `app` from now on. False
+    /// without an application. One thread, once; all else but the presets works without it.
+    static bool init(OfApp* app);
+
     /// Loads a new canvas, which is the caller's; null if there is nothing of the file to show.
     ///
     /// `app` and `progress` may be null. The repeat modes are those of the canvas's pyramid.

@@ -1,6 +1,5 @@
 #include "image_io/load/pixel_pass.h"
 
-#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <span>
@@ -17,9 +16,6 @@ namespace zv_image_io {
 
 namespace {
 
-// Below it a division would blow up what was black to begin with.
-constexpr double kLeastAlpha = 1e-8;
-
 /// What the two user words of the pass hold.
 enum PassWord { PASS_WORD_HAS_STRAIGHT_ALPHA = 0, PASS_WORD_CONVERTER = 1 };
 
@@ -28,39 +24,16 @@ std::array<float*, 4> colour_planes(ImageProcess::Block const& block)
     return {block.m_red, block.m_green, block.m_blue, block.m_luminance};
 }
 
-std::size_t sample_count(ImageProcess::Block const& block)
+std::span<float const> alpha_plane(ImageProcess::Block const& block)
 {
-    return std::size_t(block.m_width) * block.m_height;
-}
-
-void multiply_planes(ImageProcess::Block const& block, std::size_t first, std::span<float const> factor)
-{
-    for (float* const plane : colour_planes(block))
-        if (plane)
-            multiply_samples({plane + first, factor.size()}, factor);
-}
-
-void divide_by_alpha(ImageProcess::Block const& block)
-{
-    std::array<float, 1024> factor;
-    std::size_t const count = sample_count(block);
-    for (std::size_t first = 0; first < count; first += factor.size()) {
-        std::size_t const piece = std::min(factor.size(), count - first);
-        unassociate_factors({block.m_alpha + first, piece}, kLeastAlpha, {factor.data(), piece});
-        multiply_planes(block, first, {factor.data(), piece});
-    }
-}
-
-void multiply_by_alpha(ImageProcess::Block const& block)
-{
-    multiply_planes(block, 0, {block.m_alpha, sample_count(block)});
+    return {block.m_alpha, std::size_t(block.m_width) * block.m_height};
 }
 
 /// Luminance is converted as the red of a colour whose green and blue do not matter.
 void convert(ImageProcess::Block const& block, ColorIOConverter const& converter)
 {
     if (block.m_luminance) {
-        std::vector<float> other(sample_count(block), 0.0f);
+        std::vector<float> other(std::size_t(block.m_width) * block.m_height, 0.0f);
         converter.convert_buffers(block.m_luminance, other.data(), other.data(), block.m_alpha, block.m_width,
                                   block.m_height);
     } else if (block.m_red && block.m_green && block.m_blue) {
@@ -76,11 +49,11 @@ bool process_block(ImageProcess::Block* block, std::uintptr_t* user_words)
         if (!converter.is_enabled())
             return false;
         if (block->m_alpha)
-            divide_by_alpha(*block);
+            divide_planes_by_alpha(colour_planes(*block), alpha_plane(*block), kLoadAlpha);
     }
     convert(*block, converter);
     if (block->m_alpha)
-        multiply_by_alpha(*block);
+        multiply_planes_by_alpha(colour_planes(*block), alpha_plane(*block));
     return true;
 }
 

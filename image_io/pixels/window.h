@@ -32,6 +32,12 @@ inline Window window_of(GMathVec4<int> const& rectangle)
     return {rectangle[0], rectangle[1], rectangle[2], rectangle[3]};
 }
 
+/// Division that rounds down, for negative numbers too. The divisor is positive.
+constexpr std::int64_t floor_div(std::int64_t value, std::int64_t divisor)
+{
+    return value / divisor - (value % divisor < 0);
+}
+
 /// The product of sizes, or nothing if it does not fit.
 template <class... Factors>
 std::optional<std::size_t> size_product(Factors... factors)

@@ -14,8 +14,15 @@ class AppProgressBar;
 class ImageEvalContext;
 class ImageMap;
 class ImageMapChannel;
+class ImageIOOutputs;
 class OfApp;
 struct ImageSaveOptions;
+
+namespace zv_image_io {
+class ExrScanlineFile;
+class ExrTiledFile;
+struct Window;
+}  // namespace zv_image_io
 
 /// One file that is open for writing, with the channels that go into it.
 ///
@@ -69,6 +76,7 @@ public:
     void set_image_map(ImageMap const* map);
 
 private:
+    friend class ImageIOOutputs;       // its output that is none
     friend struct ImageIOOutputDoors;  // the tests' way in
 
     bool open_exr(Imf_2_4::Header* header);
@@ -76,14 +84,37 @@ private:
     bool open_fail();
     ImageIO::SavingStatus write_fail();
 
+    bool create_exr(OfApp* app, ImageSaveOptions const& options, GMathVec4<int> const& region,
+                    GMathVec4<int> const& canvas_rectangle);
+    bool create_oiio(OfApp* app, ImageSaveOptions const& options, GMathVec4<int> const& region,
+                     GMathVec4<int> const& canvas_rectangle);
+    bool is_writable() const;
+    zv_image_io::Window clip(GMathVec4<int> const& region) const;
+    bool write_exr(ImageEvalContext& context, AppProgressBar* progress);
+    bool write_oiio(ImageEvalContext& context, AppProgressBar* progress);
+    bool write_exr_region(ImageEvalContext& context, GMathVec4<int> const& region, AppProgressBar* progress);
+    bool write_oiio_region(ImageEvalContext& context, GMathVec4<int> const& region, AppProgressBar* progress);
+    void log_oiio_error();
+    void close_oiio();
+    template <class File>
+    void close_exr(std::unique_ptr<File>& file);
+    void close_file();
+
     AppBase* m_app;
     CoreString m_name;
     CoreString m_filename;
     CoreVector<ImageMapChannel*> m_channels;
+    // The file, under its real type; at most one is not null.
+    std::unique_ptr<OIIO::ImageOutput> m_oiio_file;
+    std::unique_ptr<zv_image_io::ExrScanlineFile> m_scanline_file;
+    std::unique_ptr<zv_image_io::ExrTiledFile> m_tiled_file;
     std::unique_ptr<Imf_2_4::Header> m_header;
     CoreString m_color_space;
     WriteMode m_write_mode = WRITE_MODE_NONE;
     WriteType m_write_type = WRITE_TYPE_CLOSED;
     int m_tile_size = 0;
     ImageMap const* m_image_map;
+    bool m_was_written = false;  ///< `write` was called: the file is finished, or has failed
+    bool m_has_failed = false;   ///< and cannot be made whole any more
+    bool m_is_nobodys = false;   ///< never opens
 };

@@ -8,10 +8,16 @@
 
 namespace {
 
+using zv_image_io::AlphaThreshold;
+using zv_image_io::divide_planes_by_alpha;
+using zv_image_io::kExrSaveAlpha;
+using zv_image_io::kLoadAlpha;
+using zv_image_io::kOiioSaveAlpha;
+using zv_image_io::multiply_planes_by_alpha;
 using zv_image_io::multiply_samples;
 using zv_image_io::unassociate_factors;
 
-float factor_of(float alpha, double threshold = 1e-8)
+float factor_of(float alpha, AlphaThreshold threshold = kLoadAlpha)
 {
     float factor = -1.0f;
     unassociate_factors({&alpha, 1}, threshold, {&factor, 1});
@@ -44,13 +50,13 @@ TEST(UnassociateFactors, CompareWithTheThresholdAsDoubles)
 
 TEST(UnassociateFactors, DoNotDivideByTheThresholdItself)
 {
-    EXPECT_EQ(factor_of(0.5f, 0.5), 1.0f);
-    EXPECT_EQ(factor_of(std::nextafter(0.5f, 1.0f), 0.5), 1.0f / std::nextafter(0.5f, 1.0f));
+    EXPECT_EQ(factor_of(0.5f, {0.5, true}), 1.0f);
+    EXPECT_EQ(factor_of(std::nextafter(0.5f, 1.0f), {0.5, true}), 1.0f / std::nextafter(0.5f, 1.0f));
     // A threshold whose nearest float lies above it.
     float const nearest = 0.1f;
     ASSERT_GT(double(nearest), 0.1);
-    EXPECT_EQ(factor_of(nearest, 0.1), 1.0f / nearest);
-    EXPECT_EQ(factor_of(std::nextafter(nearest, 0.0f), 0.1), 1.0f);
+    EXPECT_EQ(factor_of(nearest, {0.1, true}), 1.0f / nearest);
+    EXPECT_EQ(factor_of(std::nextafter(nearest, 0.0f), {0.1, true}), 1.0f);
 }
 
 TEST(UnassociateFactors, TakeInfinityAndLeaveNaN)
@@ -69,7 +75,7 @@ TEST(UnassociateFactors, MayReplaceTheAlphas)
         samples[i] = i % 3 ? float(i) / 64.0f : 0.0f;
     std::vector<float> const alphas = samples;
 
-    unassociate_factors(samples, 1e-8, samples);
+    unassociate_factors(samples, kLoadAlpha, samples);
 
     for (std::size_t i = 0; i < samples.size(); ++i)
         ASSERT_EQ(samples[i], alphas[i] == 0.0f ? 1.0f : 1.0f / alphas[i]) << i;
@@ -90,6 +96,50 @@ TEST(MultiplySamples, MultipliesEachByItsOwnFactor)
 
         EXPECT_EQ(samples, wanted);
         EXPECT_EQ(factors, factors_before);
+    }
+}
+
+TEST(UnassociateFactors, OfOpenExrSavesLookAtTheSignAndAtAHigherThreshold)
+{
+    float const limit = 1e-6f, above = std::nextafter(1e-6f, 1.0f);
+    ASSERT_LE(double(limit), 1e-6);
+    ASSERT_GT(double(above), 1e-6);
+
+    EXPECT_EQ(factor_of(limit, kExrSaveAlpha), 1.0f);
+    EXPECT_EQ(factor_of(above, kExrSaveAlpha), 1.0f / above);
+    EXPECT_EQ(factor_of(-0.25f, kExrSaveAlpha), 1.0f);
+    EXPECT_EQ(factor_of(0.5f, kExrSaveAlpha), 2.0f);
+    EXPECT_EQ(factor_of(std::numeric_limits<float>::quiet_NaN(), kExrSaveAlpha), 1.0f);
+}
+
+TEST(UnassociateFactors, OfOpenImageIoSavesLookAtTheMagnitude)
+{
+    EXPECT_EQ(factor_of(1e-8f, kOiioSaveAlpha), 1.0f);
+    EXPECT_EQ(factor_of(-0.25f, kOiioSaveAlpha), -4.0f);
+    EXPECT_EQ(factor_of(1e-7f, kOiioSaveAlpha), 1.0f / 1e-7f);
+}
+
+TEST(AlphaOfPlanes, DividesAndMultipliesThePlanesThatExist)
+{
+    std::vector<float> red(2050), blue(2050), alpha(2050);
+    for (std::size_t i = 0; i < red.size(); ++i) {
+        red[i] = float(i);
+        blue[i] = -float(i);
+        alpha[i] = i % 4 ? float(i % 4) / 4 : 0.0f;
+    }
+    float* const planes[] = {red.data(), nullptr, blue.data()};
+    auto const factor = [&](std::size_t i) { return alpha[i] > 0 ? 1 / alpha[i] : 1.0f; };
+
+    divide_planes_by_alpha(planes, alpha, kExrSaveAlpha);
+    for (std::size_t i = 0; i < red.size(); ++i) {
+        ASSERT_EQ(red[i], float(i) * factor(i)) << i;
+        ASSERT_EQ(blue[i], -float(i) * factor(i)) << i;
+    }
+
+    multiply_planes_by_alpha(planes, alpha);
+    for (std::size_t i = 0; i < red.size(); ++i) {
+        ASSERT_EQ(red[i], float(i) * factor(i) * alpha[i]) << i;
+        ASSERT_EQ(blue[i], -float(i) * factor(i) * alpha[i]) << i;
     }
 }
 

@@ -68,14 +68,31 @@ struct WriteScript {
     std::string write_error = "scripted: will not write";
     std::string close_error = "scripted: will not close";
     bool supports_tiles = false;
+
+    /// Calls for one of these answer as `bad_answer`, others as `write`. Rows, and corners of tiles.
+    std::set<int> bad_rows;
+    std::set<std::pair<int, int>> bad_tiles;
+    Answer bad_answer = REFUSE;
+    /// An accepted `open` creates the file, one line long.
+    bool makes_file = false;
+};
+
+/// One tile as it was handed over.
+struct WrittenTile {
+    int x = 0, y = 0, z = 0;
+    OIIO::TypeDesc format;
+    OIIO::stride_t x_stride = 0, y_stride = 0, z_stride = 0;
+    std::vector<float> samples;  // a whole tile, as found by the strides
 };
 
 /// What a scripted writer was asked: "open 4 by 3, 2 channels of uint8", "write_image uint8", "write_scanline
-/// Y", "write_tile X Y", "close", "destroy", in order.
+/// Y", "write_scanlines Y END, z Z, float", "write_tile X Y", "close", "destroy", in order.
 struct WriteRecord {
     std::vector<std::string> calls;
     OIIO::ImageSpec spec;
-    std::vector<float> samples;  // of write_image, interleaved
+    std::vector<float>
+        samples;  // of write_image and write_scanlines, interleaved; 0 where nothing was written
+    std::vector<WrittenTile> tiles;
 };
 
 /// A file with a script. The file exists (one line long) as long as its folder does; the script as long as

@@ -1,0 +1,209 @@
+#include "image_io/frame/checked_image_output.h"
+
+#include <exception>
+#include <filesystem>
+#include <system_error>
+#include <utility>
+
+#include "image_io/frame/writer_limits.h"
+
+namespace zv_image_io {
+
+namespace {
+
+std::size_t not_negative(int size)
+{
+    return size < 0 ? 0 : static_cast<std::size_t>(size);
+}
+
+ImageShape shape_of(OIIO::ImageSpec const& spec)
+{
+    return {not_negative(spec.nchannels), not_negative(spec.width), not_negative(spec.height), sizeof(float)};
+}
+
+std::filesystem::file_type type_of(std::string const& path)
+{
+    std::error_code ignored;
+    return std::filesystem::symlink_status(path, ignored).type();
+}
+
+}  // namespace
+
+std::unique_ptr<CheckedImageOutput> CheckedImageOutput::make(std::string const& path)
+{
+    auto writer = OIIO::ImageOutput::create(path, nullptr, "");
+    if (!writer) {
+        OIIO::geterror();  // nobody asks for this text; a later message must not carry it
+        return nullptr;
+    }
+    return std::make_unique<CheckedImageOutput>(std::move(writer));
+}
+
+CheckedImageOutput::CheckedImageOutput(std::unique_ptr<OIIO::ImageOutput> writer)
+    : m_writer(std::move(writer))
+{
+}
+
+CheckedImageOutput::~CheckedImageOutput() = default;
+
+/// Makes an error of the writer one of this object. One that is waiting already is not repeated: a writer that
+/// refuses every strip would fill the memory.
+void CheckedImageOutput::pass_on(std::string const& error)
+{
+    if (error.empty() || (error == m_passed_on && has_error()))
+        return;
+    errorfmt("{}", error);
+    m_passed_on = error;
+}
+
+bool CheckedImageOutput::refuse(std::string const& reason) noexcept
+{
+    try {
+        pass_on(reason);
+    } catch (...) {
+        // no memory for the message
+    }
+    return false;
+}
+
+template <class Call>
+bool CheckedImageOutput::forward(Call const& call) noexcept
+try {
+    std::string error;
+    try {
+        if (call())
+            return true;
+        error = m_writer->geterror();
+    } catch (std::exception const& exception) {
+        m_has_trouble = true;
+        error = exception.what();
+    } catch (...) {
+        m_has_trouble = true;
+        error = "unknown exception";
+    }
+    pass_on(error);
+    return false;
+} catch (...) {
+    m_has_trouble = true;  // no memory for the message
+    return false;
+}
+
+template <class Call>
+bool CheckedImageOutput::forward_if_open(Call const& call) noexcept
+{
+    return m_is_open ? forward(call) : refuse("the file is not open");  // formats' writers crash here
+}
+
+bool CheckedImageOutput::open(std::string const& name, OIIO::ImageSpec const& spec, OpenMode mode)
+{
+    m_is_open = prepare_file(name, spec) && forward([&] { return m_writer->open(name, spec, mode); });
+    m_was_opened |= m_is_open;
+    if (m_is_open)
+        m_spec = m_writer->spec();
+    else if (m_file)
+        m_file->discard();
+    return m_is_open;
+}
+
+/// Everything that goes before the writer's own `open`.
+bool CheckedImageOutput::prepare_file(std::string const& name, OIIO::ImageSpec const& spec) noexcept
+try {
+    if (std::string const objection = find_objection(format_name(), shape_of(spec)); !objection.empty())
+        return refuse(objection);
+    m_path = name;
+    m_path_was_free = type_of(name) == std::filesystem::file_type::not_found;
+    if (!m_writer->supports("ioproxy"))
+        return true;
+    m_file = std::make_unique<CheckedFile>(name);
+    if (!m_file->is_open())
+        return refuse("Could not open file \"" + name + "\"");  // as the writers word it
+    m_writer->set_ioproxy(m_file.get());
+    return true;
+} catch (std::exception const& exception) {
+    return refuse(exception.what());
+}
+
+bool CheckedImageOutput::close()
+{
+    if (!m_was_opened)
+        return true;
+    bool const is_closed = forward([&] { return m_writer->close(); });
+    if (!m_is_open)
+        return is_closed;  // what there was to tell was told by the first call
+    m_is_open = false;
+    bool const is_whole = finish_file() && is_closed;
+    if (!is_whole)
+        remove_file();
+    return is_whole;
+}
+
+bool CheckedImageOutput::finish_file() noexcept
+{
+    if (m_file && !m_file->finish()) {
+        m_has_trouble = true;
+        return refuse(m_file->trouble());
+    }
+    return !m_has_trouble;
+}
+
+void CheckedImageOutput::remove_file()
+{
+    if (m_file) {
+        m_file->remove();
+    } else if (m_path_was_free && type_of(m_path) == std::filesystem::file_type::regular) {
+        std::error_code ignored;
+        std::filesystem::remove(m_path, ignored);
+    }
+}
+
+bool CheckedImageOutput::write_scanline(int y, int z, OIIO::TypeDesc format, void const* data,
+                                        OIIO::stride_t x_stride)
+{
+    return forward_if_open([&] { return m_writer->write_scanline(y, z, format, data, x_stride); });
+}
+
+bool CheckedImageOutput::write_scanlines(int begin_y, int end_y, int z, OIIO::TypeDesc format,
+                                         void const* data, OIIO::stride_t x_stride, OIIO::stride_t y_stride)
+{
+    return forward_if_open(
+        [&] { return m_writer->write_scanlines(begin_y, end_y, z, format, data, x_stride, y_stride); });
+}
+
+bool CheckedImageOutput::write_tile(int x, int y, int z, OIIO::TypeDesc format, void const* data,
+                                    OIIO::stride_t x_stride, OIIO::stride_t y_stride, OIIO::stride_t z_stride)
+{
+    return forward_if_open(
+        [&] { return m_writer->write_tile(x, y, z, format, data, x_stride, y_stride, z_stride); });
+}
+
+bool CheckedImageOutput::write_tiles(int begin_x, int end_x, int begin_y, int end_y, int begin_z, int end_z,
+                                     OIIO::TypeDesc format, void const* data, OIIO::stride_t x_stride,
+                                     OIIO::stride_t y_stride, OIIO::stride_t z_stride)
+{
+    return forward_if_open([&] {
+        return m_writer->write_tiles(begin_x, end_x, begin_y, end_y, begin_z, end_z, format, data, x_stride,
+                                     y_stride, z_stride);
+    });
+}
+
+bool CheckedImageOutput::write_rectangle(int begin_x, int end_x, int begin_y, int end_y, int begin_z,
+                                         int end_z, OIIO::TypeDesc format, void const* data,
+                                         OIIO::stride_t x_stride, OIIO::stride_t y_stride,
+                                         OIIO::stride_t z_stride)
+{
+    return forward_if_open([&] {
+        return m_writer->write_rectangle(begin_x, end_x, begin_y, end_y, begin_z, end_z, format, data,
+                                         x_stride, y_stride, z_stride);
+    });
+}
+
+bool CheckedImageOutput::write_image(OIIO::TypeDesc format, void const* data, OIIO::stride_t x_stride,
+                                     OIIO::stride_t y_stride, OIIO::stride_t z_stride,
+                                     OIIO::ProgressCallback progress, void* progress_data)
+{
+    return forward_if_open([&] {
+        return m_writer->write_image(format, data, x_stride, y_stride, z_stride, progress, progress_data);
+    });
+}
+
+}  // namespace zv_image_io

@@ -1,0 +1,46 @@
+#include "image_io/frame/writer_limits.h"
+
+#include <climits>
+
+namespace zv_image_io {
+
+namespace {
+
+/// The JPEG library ends the process when it is asked for more.
+constexpr std::size_t kMaximumJpegEdge = 65500;
+
+bool is_too_large(ImageShape const& shape)
+{
+    constexpr std::size_t kMaximumBytes = PTRDIFF_MAX;
+    std::size_t bytes = shape.sample_bytes;
+    for (std::size_t factor : {shape.channels, shape.width, shape.height}) {
+        if (factor > INT_MAX || bytes > kMaximumBytes / factor)
+            return true;
+        bytes *= factor;
+    }
+    return false;
+}
+
+std::string find_format_objection(std::string const& format, ImageShape const& shape)
+{
+    if (format == "jpeg" && (shape.width > kMaximumJpegEdge || shape.height > kMaximumJpegEdge))
+        return "JPEG files have at most " + std::to_string(kMaximumJpegEdge) + " pixels an edge";
+    if (format == "dpx" && shape.channels != 1 && shape.channels != 3 && shape.channels != 4)
+        return "DPX files have 1, 3 or 4 channels";  // the writer aborts the process at all others
+    return {};
+}
+
+}  // namespace
+
+std::string find_objection(std::string const& format, ImageShape const& shape)
+{
+    if (shape.channels == 0)
+        return "the image has no channels";
+    if (shape.width == 0 || shape.height == 0)
+        return "the image has no size";
+    if (is_too_large(shape))
+        return "the image is too large";
+    return find_format_objection(format, shape);
+}
+
+}  // namespace zv_image_io

@@ -1,0 +1,18 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+
+namespace zv_image_io {
+
+/// What a writer is asked to take.
+struct ImageShape {
+    std::size_t channels = 0, width = 0, height = 0;
+    std::size_t sample_bytes = 1;
+};
+
+/// Why no writer of that format ("jpeg") should see an image of this shape, in words; empty if it is fit.
+/// Writers answer some shapes with a crash, or with the end of the process.
+std::string find_objection(std::string const& format, ImageShape const& shape);
+
+}  // namespace zv_image_io

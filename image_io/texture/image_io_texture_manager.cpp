@@ -1,0 +1,260 @@
+#include "image_io/texture/image_io_texture_manager.h"
+
+#include <mutex>
+#include <vector>
+
+#include "host/image/image_tile_factory.h"
+#include "host/sys/sys_filesystem.h"
+#include "image_io/frame/event_table.h"
+#include "image_io/frame/guarded.h"
+#include "image_io/frame/image_io.h"
+#include "image_io/load/image_load_options.h"
+#include "image_io/texture/texture_item.h"
+
+using zv_image_io::guarded;
+using zv_image_io::kEventDestroy;
+
+using Guard = std::lock_guard<SysThreadLockRecursive>;
+
+ImageIOTextureManager* ImageIOTextureManager::s_manager = nullptr;
+
+namespace {
+
+CoreString item_key(CoreString const& path, ImageLoadOptions const& options, ImagePixel::RepeatMode u,
+                    ImagePixel::RepeatMode v)
+{
+    CoreString key = path;
+    key += "#";
+    key += options.color_space;
+    key += "#";
+    key += options.premultiply;
+    key += "#";
+    key += options.single_channel_mode;
+    key += "#";
+    key += static_cast<int>(u);
+    key += "#";
+    key += static_cast<int>(v);
+    return key;
+}
+
+}  // namespace
+
+// The instance, once made, stays until the process ends, so that whoever kept the pointer finds something there.
+void ImageIOTextureManager::init()
+{
+    guarded([] {
+        if (!s_manager)
+            s_manager = new ImageIOTextureManager;
+        s_manager->end();
+        s_manager->m_has_ended = false;
+    });
+}
+
+void ImageIOTextureManager::destroy()
+{
+    if (s_manager)
+        guarded([] { s_manager->end(); });
+}
+
+ImageIOTextureManager* ImageIOTextureManager::get_texture_manager()
+{
+    return s_manager;
+}
+
+ImageIOTextureManager::ImageIOTextureManager() = default;
+
+ImageIOTextureManager::~ImageIOTextureManager()
+{
+    guarded([this] { end(); });
+}
+
+ImageIOTextureManager::ImageIOTextureManager(ImageIOTextureManager const& other)
+    : m_items(other.m_items)
+    , m_has_ended(other.m_has_ended)
+{
+    share_items();
+}
+
+ImageIOTextureManager& ImageIOTextureManager::operator=(ImageIOTextureManager const& other)
+{
+    if (this == &other)
+        return *this;
+    Table items = other.m_items;
+    end();
+    m_items = std::move(items);
+    m_has_ended = other.m_has_ended;
+    share_items();
+    return *this;
+}
+
+void ImageIOTextureManager::share_items()
+{
+    m_items.for_each([](CoreString const&, TextureItem* const& item) { ++item->holders; });
+}
+
+void ImageIOTextureManager::end()
+{
+    Guard const guard(m_lock);
+    m_has_ended = true;
+    for (EventObject* const user : m_connected_users)
+        EventObject::disconnect(*user, kEventDestroy, &on_user_destroyed, this);
+    m_connected_users.clear();
+    release_items();
+}
+
+/// The table is empty before the first image goes: what its end sets off may come back here.
+void ImageIOTextureManager::release_items()
+{
+    Table items;
+    std::swap(items, m_items);
+    items.for_each([](CoreString const&, TextureItem* const& item) {
+        if (--item->holders == 0)
+            delete item;
+    });
+}
+
+ImageCanvas* ImageIOTextureManager::load_image(ResourceUser& user, CoreString const& path,
+                                               ImageLoadOptions const& options, OfApp* app,
+                                               AppProgressBar* progress, ImagePixel::RepeatMode u,
+                                               ImagePixel::RepeatMode v)
+{
+    if (path.is_empty())
+        return nullptr;
+    return guarded(static_cast<ImageCanvas*>(nullptr), [&]() -> ImageCanvas* {
+        CoreString const key = item_key(path, options, u, v);
+        // The load runs inside the lock, so that no file is read twice at once.
+        Guard const guard(m_lock);
+        if (m_has_ended)
+            return nullptr;
+        TextureItem* const* const known = m_items.find(key);
+        TextureItem& item = known ? **known : add_item(key, load_item(path, options, app, progress, u, v));
+        add_requester(item, user);
+        return item.canvas.get();
+    });
+}
+
+std::unique_ptr<ImageIOTextureManager::TextureItem>
+ImageIOTextureManager::load_item(CoreString const& path, ImageLoadOptions const& options, OfApp* app,
+                                 AppProgressBar* progress, ImagePixel::RepeatMode u, ImagePixel::RepeatMode v)
+{
+    auto item = std::make_unique<TextureItem>();
+    item->canvas.reset(ImageIO::load_image(path, options, app, progress, u, v));
+    item->path = path;
+    long long time = 0;
+    if (item->canvas && SysFilesystem::get_file_modification_time(path, time))
+        item->modification_time = time;
+    return item;
+}
+
+ImageIOTextureManager::TextureItem& ImageIOTextureManager::add_item(CoreString const& key,
+                                                                    std::unique_ptr<TextureItem> item)
+{
+    // The load may have come back here through its progress bar and asked for the same file.
+    if (TextureItem* const* const known = m_items.find(key))
+        return **known;
+    m_items.insert(key, item.get());
+    return *item.release();
+}
+
+void ImageIOTextureManager::add_requester(TextureItem& item, ResourceUser& user)
+{
+    if (item.requesters.find_index(&user) != 0xFFFFFFFFu)
+        return;
+    item.requesters.add(&user);
+    if (m_connected_users.insert(&user).second)
+        EventObject::connect(user, kEventDestroy, &on_user_destroyed, this);
+}
+
+void ImageIOTextureManager::on_user_destroyed(EventObject& sender, EventObject::EventInfo const& info,
+                                              void* manager)
+{
+    if (info.m_name == kEventDestroy)
+        static_cast<ImageIOTextureManager*>(manager)->remove_requester(&sender);
+}
+
+void ImageIOTextureManager::remove_requester(EventObject* user)
+{
+    if (!user)
+        return;
+    guarded([&] {
+        Guard const guard(m_lock);
+        m_connected_users.erase(user);
+        EventObject::disconnect(*user, kEventDestroy, &on_user_destroyed, this);
+        std::vector<std::pair<CoreString, TextureItem*>> unused;
+        m_items.for_each([&](CoreString const& key, TextureItem* const& item) {
+            item->remove(user);
+            if (item->requesters.is_empty())
+                unused.emplace_back(key, item);
+        });
+        for (auto const& [key, item] : unused)
+            m_items.remove(key);
+        // Only now, with the table as it will be, may the end of a canvas bring more users back here.
+        for (auto const& [key, item] : unused)
+            if (--item->holders == 0)
+                delete item;
+        if (unused.empty())
+            return;
+        if (!ImageTileFactory::s_factory)
+            ImageTileFactory::init();
+        ImageTileFactory::s_factory->free_unused_tiles(false);
+    });
+}
+
+void ImageIOTextureManager::check_external_file_modification()
+{
+    guarded([this] {
+        std::vector<CoreString> keys;
+        {
+            Guard const guard(m_lock);
+            m_items.for_each([&keys](CoreString const& key, TextureItem* const&) { keys.push_back(key); });
+        }
+        for (CoreString const& key : keys)
+            tell_requesters(key);
+    });
+}
+
+/// Users are told outside of the lock, one by one, as long as they are there: each of them may remove others.
+void ImageIOTextureManager::tell_requesters(CoreString const& key)
+{
+    CoreVector<ResourceUser*> requesters;
+    {
+        Guard const guard(m_lock);
+        TextureItem* const* const item = m_items.find(key);
+        long long time = 0;
+        if (!item || !SysFilesystem::get_file_modification_time((*item)->path, time) ||
+            time == (*item)->modification_time)
+            return;
+        (*item)->modification_time = time;
+        requesters = (*item)->requesters;
+    }
+    for (ResourceUser* const user : requesters) {
+        {
+            Guard const guard(m_lock);
+            TextureItem* const* const item = m_items.find(key);
+            if (!item || (*item)->requesters.find_index(user) == 0xFFFFFFFFu)
+                continue;
+        }
+        user->on_resource_file_changed();
+    }
+}
+
+/// The numbers are those of the application's memory reports: what the records take there, however they look here.
+unsigned long long ImageIOTextureManager::get_memory_size() const
+{
+    constexpr unsigned long long kNoTable = 9, kDenseTable = 25, kSparseTable = 48 + 9;
+    Guard const guard(m_lock);
+    unsigned long long bytes = 40;
+    if (auto const* const sparse = m_items.get_sparse()) {
+        bytes += kSparseTable;
+        for (unsigned int slot = 0; slot < sparse->m_capacity; ++slot)
+            bytes += 4 + 16 + sparse->m_slots[slot].key.m_capacity + 8;
+    } else {
+        bytes += m_items.get_dense() ? kDenseTable : kNoTable;
+    }
+    m_items.for_each([&bytes](CoreString const&, TextureItem* const& item) {
+        unsigned int const requester_slots = item->requesters.get_capacity();
+        bytes += (item->canvas ? item->canvas->get_memory_size() : 0) + item->path.m_capacity + 24 +
+                 (requester_slots ? 28 : 16) + 8ull * requester_slots;
+    });
+    return bytes;
+}

@@ -1,0 +1,81 @@
+#pragma once
+
+#include <memory>
+#include <unordered_set>
+
+#include "host/core/core_hash_table.h"
+#include "host/core/core_string.h"
+#include "host/event/event_object.h"
+#include "host/image/image_pixel.h"
+#include "host/sys/sys_thread_lock_recursive.h"
+#include "image_io/frame/export.h"
+
+class AppProgressBar;
+class ImageCanvas;
+class OfApp;
+class ResourceUser;
+struct ImageLoadOptions;
+
+/// Loaded images that resources share: the first who asks for a file loads it, the last who goes frees it.
+///
+/// A request is known by path, colour space, `premultiply`, `single_channel_mode` and both repeat modes; other
+/// options do not tell two requests apart. A load that failed is known as well: it gives null until all who asked
+/// for it are gone.
+///
+/// Owns     the canvases; users are borrowed, and taken out when they raise "EVT_ID_DESTROY"
+/// Errors   nothing throws; null
+/// Threads  any number, one load at a time; `init`, `destroy` and copies belong to one thread
+class ZV_IMAGE_IO_EXPORT ImageIOTextureManager {
+public:
+    /// Makes the instance; one that there is ends first.
+    static void init();
+    /// Frees all images and lets go of all users. The pointer stays good: what is left gives null to every request,
+    /// until `init`.
+    static void destroy();
+    /// Null before `init`.
+    static ImageIOTextureManager* get_texture_manager();
+
+    ImageIOTextureManager();
+    ~ImageIOTextureManager();
+    /// A copy shares the items: an image is freed by the last of them. Users leave the one that they asked.
+    ImageIOTextureManager(ImageIOTextureManager const& other);
+    ImageIOTextureManager& operator=(ImageIOTextureManager const& other);
+
+    /// The shared image, good until `user` is removed; null for an empty path or a file that does not load.
+    ImageCanvas* load_image(ResourceUser& user, CoreString const& path, ImageLoadOptions const& options,
+                            OfApp* app, AppProgressBar* progress, ImagePixel::RepeatMode u,
+                            ImagePixel::RepeatMode v);
+
+    /// Takes a user out of everything. Images that nobody uses any more are freed.
+    void remove_requester(EventObject* user);
+
+    /// Tells the users of every file that has changed since it was last looked at. Nothing is loaded anew: that is up
+    /// to them. They may leave, or others may, in what they do about it.
+    void check_external_file_modification();
+
+    /// Bytes held by table, items and images.
+    unsigned long long get_memory_size() const;
+
+private:
+    struct TextureItem;
+    using Table = CoreHashTable<CoreString, TextureItem*>;
+
+    static void on_user_destroyed(EventObject& sender, EventObject::EventInfo const& info, void* manager);
+
+    static std::unique_ptr<TextureItem> load_item(CoreString const& path, ImageLoadOptions const& options,
+                                                  OfApp* app, AppProgressBar* progress,
+                                                  ImagePixel::RepeatMode u, ImagePixel::RepeatMode v);
+    void add_requester(TextureItem& item, ResourceUser& user);
+    TextureItem& add_item(CoreString const& key, std::unique_ptr<TextureItem> item);
+    void tell_requesters(CoreString const& key);
+    void end();
+    void release_items();
+    void share_items();
+
+    Table m_items;
+    std::unordered_set<EventObject*> m_connected_users;  // they tell this manager when they go
+    mutable SysThreadLockRecursive m_lock;
+    bool m_has_ended = false;
+
+    static ImageIOTextureManager* s_manager;
+};

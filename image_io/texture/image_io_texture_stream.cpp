@@ -1,0 +1,127 @@
+#include "image_io/texture/image_io_texture_stream.h"
+
+#include <OpenImageIO/texture.h>
+
+#include <mutex>
+
+#include "image_io/frame/guarded.h"
+#include "image_io/frame/log_line.h"
+#include "image_io/texture/texture_lookup.h"
+
+using zv_image_io::guarded;
+using zv_image_io::log_line;
+
+std::atomic<ImageIOTextureStream*> ImageIOTextureStream::m_texture_singleton = nullptr;
+std::atomic<float> ImageIOTextureStream::m_cache_size = 500.0f;
+
+namespace {
+
+std::mutex s_creation;
+
+void limit_cache(OIIO::TextureSystem& system, float megabytes)
+{
+    if (!system.attribute("max_memory_MB", megabytes))
+        log_line(zv_image_io::kLogInformation, "Failed to set texture cache limit\n");
+}
+
+}  // namespace
+
+ImageIOTextureStream::ImageIOTextureStream()
+{
+    start();
+}
+
+ImageIOTextureStream::~ImageIOTextureStream() = default;
+
+void ImageIOTextureStream::start()
+{
+    m_texture_system = {OIIO::TextureSystem::create(true, nullptr),
+                        [](OIIO::TextureSystem* system) { OIIO::TextureSystem::destroy(system, false); }};
+    limit_cache(*m_texture_system, m_cache_size);
+    m_texture_system->attribute("gray_to_rgb", 1);
+}
+
+ImageIOTextureStream* ImageIOTextureStream::get_texture_stream()
+{
+    if (ImageIOTextureStream* const instance = m_texture_singleton.load(std::memory_order_acquire))
+        return instance;
+    return guarded(static_cast<ImageIOTextureStream*>(nullptr), [] {
+        std::lock_guard const guard(s_creation);
+        ImageIOTextureStream* instance = m_texture_singleton.load(std::memory_order_relaxed);
+        if (!instance) {
+            instance = new ImageIOTextureStream;
+            m_texture_singleton.store(instance, std::memory_order_release);
+        }
+        return instance;
+    });
+}
+
+void ImageIOTextureStream::destroy()
+{
+    delete m_texture_singleton.exchange(nullptr);
+}
+
+void ImageIOTextureStream::clear()
+{
+    if (!m_texture_singleton.load())
+        return;
+    guarded([this] {
+        m_texture_system->invalidate_all(true);
+        m_texture_system.reset();
+        start();
+    });
+}
+
+bool ImageIOTextureStream::evaluate(UniqueString const& name, MapEvalCtx& ctx, int const& swrap,
+                                    int const& twrap, int const& interp, int const& mip, float* result)
+{
+    try {
+        return zv_image_io::look_up(*m_texture_system, name, ctx, {swrap, twrap, interp, mip}, result);
+    } catch (...) {
+        zv_image_io::fill_result(ctx, result);
+        return false;
+    }
+}
+
+float ImageIOTextureStream::get_cache_size()
+{
+    ImageIOTextureStream* const stream = get_texture_stream();
+    float megabytes = 0.0f;
+    if (stream && stream->m_texture_system->getattribute("max_memory_MB", megabytes))
+        return megabytes;
+    log_line(zv_image_io::kLogWarning, "Unable to retrieve texture cache size");
+    return 0.0f;
+}
+
+void ImageIOTextureStream::set_cache_size(double const& megabytes)
+{
+    if (static_cast<double>(m_cache_size.load()) == megabytes)
+        return;
+    m_cache_size = static_cast<float>(megabytes);
+    // A stream made here has taken the new limit already, and takes it once more.
+    if (ImageIOTextureStream* const stream = get_texture_stream())
+        limit_cache(*stream->m_texture_system, m_cache_size);
+}
+
+GMathVec2<int> ImageIOTextureStream::get_image_size(UniqueString const& name) const
+{
+    return guarded(GMathVec2<int>(0, 0), [&] {
+        OIIO::ImageSpec const* const spec = m_texture_system->imagespec(name, 0);
+        return spec ? GMathVec2<int>(spec->full_width, spec->full_height) : GMathVec2<int>(0, 0);
+    });
+}
+
+void ImageIOTextureStream::invalidate(UniqueString const& name)
+{
+    guarded([&] { m_texture_system->invalidate(name, true); });
+}
+
+void ImageIOTextureStream::invalidate_all(bool force)
+{
+    guarded([&] { m_texture_system->invalidate_all(force); });
+}
+
+OIIO::TextureSystem* ImageIOTextureStream::get_oiio_texture_system()
+{
+    return m_texture_system.get();
+}

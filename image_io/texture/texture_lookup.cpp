@@ -1,0 +1,185 @@
+#include "image_io/texture/texture_lookup.h"
+
+#include <OpenImageIO/imageio.h>
+#include <OpenImageIO/texture.h>
+
+#include <algorithm>
+#include <cmath>
+
+namespace zv_image_io {
+
+namespace {
+
+using OIIO::TextureOpt;
+
+constexpr float kFill = 1.0f;
+
+TextureOpt::MipMode mip_mode(int mip)
+{
+    switch (mip) {
+    case 0:
+        return TextureOpt::MipModeDefault;
+    case 1:
+        return TextureOpt::MipModeNoMIP;
+    case 2:
+        return TextureOpt::MipModeOneLevel;
+    case 4:
+        return TextureOpt::MipModeAniso;
+    default:
+        return TextureOpt::MipModeTrilinear;
+    }
+}
+
+TextureOpt::InterpMode interp_mode(int interp)
+{
+    switch (interp) {
+    case 0:
+        return TextureOpt::InterpClosest;
+    case 1:
+        return TextureOpt::InterpBilinear;
+    case 2:
+        return TextureOpt::InterpBicubic;
+    default:
+        return TextureOpt::InterpSmartBicubic;
+    }
+}
+
+/// The library indexes a table with it.
+bool is_wrap(int wrap)
+{
+    return wrap >= 0 && wrap < TextureOpt::WrapLast;
+}
+
+/// OpenImageIO refuses files with more channels, and counts channels in 16 bits.
+long long channel_limit()
+{
+    static int const limit = [] {
+        int value = 0;
+        return OIIO::getattribute("limits:channels", value) && value > 0 ? value : 1024;
+    }();
+    return limit;
+}
+
+/// Where the library is to look, in its own terms: (0, 0) at the upper left corner, t downwards.
+struct Footprint {
+    explicit Footprint(MapEvalCtx const& ctx)
+        : s(static_cast<float>(ctx.u + 0.5))
+        , t(static_cast<float>(0.5 - ctx.v))
+        , dsdx(static_cast<float>(ctx.dudx))
+        , dtdx(static_cast<float>(-ctx.dvdx))
+        , dsdy(static_cast<float>(ctx.dudy))
+        , dtdy(static_cast<float>(-ctx.dvdy))
+        , blur(static_cast<float>(ctx.blur))
+    {
+    }
+
+    /// The difference of a number with itself is 0, unless it is not finite.
+    bool is_finite() const
+    {
+        float const sum =
+            (s - s) + (t - t) + (dsdx - dsdx) + (dtdx - dtdx) + (dsdy - dsdy) + (dtdy - dtdy) + (blur - blur);
+        return sum == 0.0f;
+    }
+
+    float s, t, dsdx, dtdx, dsdy, dtdy, blur;
+};
+
+/// Only the first four are looked at; longer lists go on as they like.
+bool is_consecutive(int const* channels, unsigned int count)
+{
+    long long const first = channels[0];  // read even where no channel is asked for
+    for (unsigned int index = 1; index < std::min(count, 4u); ++index)
+        if (channels[index] != first + index)
+            return false;
+    return true;
+}
+
+class Lookup {
+public:
+    Lookup(OIIO::TextureSystem& system, UniqueString const& name, Footprint const& footprint,
+           LookupModes const& modes)
+        : m_system(system)
+        , m_name(name)
+        , m_footprint(footprint)
+    {
+        m_options.fill = kFill;
+        m_options.mipmode = mip_mode(modes.mip);
+        m_options.interpmode = interp_mode(modes.interp);
+        m_options.swrap = static_cast<TextureOpt::Wrap>(modes.swrap);
+        m_options.twrap = static_cast<TextureOpt::Wrap>(modes.twrap);
+        m_options.sblur = m_options.tblur = footprint.blur;
+    }
+
+    bool read(int first_channel, int count, float* result)
+    {
+        m_options.firstchannel = first_channel;
+        Footprint const& at = m_footprint;
+        return m_system.texture(m_name, m_options, at.s, at.t, at.dsdx, at.dtdx, at.dsdy, at.dtdy, count,
+                                result, nullptr, nullptr);
+    }
+
+private:
+    OIIO::TextureSystem& m_system;
+    UniqueString m_name;
+    Footprint const& m_footprint;
+    TextureOpt m_options;
+};
+
+/// In one call; one channel is a grey.
+bool read_run(Lookup& lookup, MapEvalCtx const& ctx, float* result)
+{
+    bool const is_read = lookup.read(ctx.channels[0], static_cast<int>(ctx.channel_count), result);
+    if (ctx.channel_count == 1)
+        result[1] = result[2] = result[0];
+    return is_read;
+}
+
+/// One call a channel, up to the first that fails.
+bool read_scattered(Lookup& lookup, MapEvalCtx const& ctx, float* result)
+{
+    for (unsigned int index = 0; index < ctx.channel_count; ++index)
+        if (!lookup.read(ctx.channels[index], 1, result + index))
+            return false;
+    return true;
+}
+
+/// True if the library can be asked for all of these channels.
+bool are_channels_in_range(MapEvalCtx const& ctx, bool consecutive)
+{
+    auto const in_range = [](long long channel) { return channel >= 0 && channel <= channel_limit(); };
+    if (consecutive)
+        return in_range(ctx.channels[0]) &&
+               (ctx.channel_count == 0 || in_range(ctx.channels[0] + (ctx.channel_count - 1ll)));
+    return std::all_of(ctx.channels, ctx.channels + ctx.channel_count, in_range);
+}
+
+}  // namespace
+
+void fill_result(MapEvalCtx const& ctx, float* result)
+{
+    unsigned int const count = !ctx.channels ? 4u : ctx.channel_count == 1 ? 3u : ctx.channel_count;
+    std::fill_n(result, count, kFill);
+}
+
+bool look_up(OIIO::TextureSystem& system, UniqueString const& name, MapEvalCtx const& ctx,
+             LookupModes const& modes, float* result)
+{
+    Footprint const footprint(ctx);
+    bool const consecutive = !ctx.channels || is_consecutive(ctx.channels, ctx.channel_count);
+    if (!is_wrap(modes.swrap) || !is_wrap(modes.twrap) || !footprint.is_finite() ||
+        (ctx.channels && !are_channels_in_range(ctx, consecutive))) {
+        fill_result(ctx, result);
+        return false;
+    }
+    Lookup lookup(system, name, footprint, modes);
+    bool is_read;
+    if (!ctx.channels)
+        is_read = lookup.read(0, 4, result);
+    else
+        is_read = consecutive ? read_run(lookup, ctx, result) : read_scattered(lookup, ctx, result);
+    if (system.has_error())
+        system.geterror();  // thrown away, so that the texts do not pile up; the result tells
+    return is_read;
+}
+
+}  // namespace zv_image_io
