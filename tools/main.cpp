@@ -11,8 +11,8 @@ using namespace zvio;
 
 /// In the order in which the help lists them.
 constexpr void (*kCommands[])(CLI::App& app, CommandLine& line) = {
-    add_probe_command,  add_load_command,  add_pixels_command, add_compare_command,
-    add_verify_command, add_sheet_command, add_name_command,   add_formats_command,
+    add_probe_command,   add_load_command,   add_pixels_command, add_convert_command, add_plan_command,
+    add_compare_command, add_verify_command, add_sheet_command,  add_name_command,    add_formats_command,
 };
 
 /// Runs the command; what it throws becomes a failure in its document.
@@ -64,8 +64,9 @@ int main(int argc, char** argv)
                  "zvio"};
     app.set_version_flag("--version", std::string("zvio ") + zv_image_io_version());
     app.require_subcommand(1);
-    app.footer("Exit codes: 0 success, 1 failure, 2 usage, 3 input missing or unreadable, 7 damage, "
-               "8 differences found.");
+    app.footer("Exit codes: 0 success, 1 failure, 2 usage, 3 input missing or unreadable, 4 nothing to save, "
+               "5 not writable, 6 failed while writing, 7 damage, "
+               "8 differences found, 130 interrupted.");
     CommandLine line;
     for (auto const add : kCommands)
         add(app, line);
