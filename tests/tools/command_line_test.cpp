@@ -28,6 +28,11 @@ TEST(ZvioCommandLine, HelpAndVersionGoToStandardOutput)
                                                       {"probe", "--help"},
                                                       {"load", "--help"},
                                                       {"pixels", "--help"},
+                                                      {"compare", "--help"},
+                                                      {"verify", "--help"},
+                                                      {"sheet", "--help"},
+                                                      {"name", "--help"},
+                                                      {"name", "layer", "--help"},
                                                       {"formats", "--help"}}) {
         auto const run = run_zvio(arguments);
 
@@ -43,7 +48,7 @@ TEST(ZvioCommandLine, HelpAndVersionGoToStandardOutput)
 
 TEST(ZvioCommandLine, EveryCommandTakesTheCommonOptions)
 {
-    for (char const* command : {"probe", "load", "pixels", "formats"}) {
+    for (char const* command : {"probe", "load", "pixels", "compare", "verify", "sheet", "name", "formats"}) {
         auto const help = run_zvio({command, "--help"});
 
         for (char const* option :
@@ -80,6 +85,15 @@ INSTANTIATE_TEST_SUITE_P(
         MistakeCase{"threads", {"load", "--threads", "0", "a.png"}, "--threads"},
         MistakeCase{"single_channel", {"load", "--single-channel", "4", "a.png"}, "--single-channel"},
         MistakeCase{"repeat", {"load", "--repeat", "wrap,none", "a.png"}, "wrap"},
+        MistakeCase{"one_file_to_compare", {"compare", "a.png"}, "B"},
+        MistakeCase{"negative_tolerance", {"compare", "--fail", "-1", "a.png", "b.png"}, "--fail"},
+        MistakeCase{"nothing_to_verify", {"verify"}, "FILE"},
+        MistakeCase{"sheet_without_output", {"sheet", "a.png"}, "--output"},
+        MistakeCase{"cell_size", {"sheet", "--cell", "big", "a.png", "-o", "b.png"}, "\"big\""},
+        MistakeCase{"columns", {"sheet", "--columns", "0", "a.png", "-o", "b.png"}, "--columns"},
+        MistakeCase{"name_of_nothing", {"name"}, "subcommand"},
+        MistakeCase{"tile_without_numbers", {"name", "tile", "render."}, "A"},
+        MistakeCase{"no_file_name", {"name", "layer", "", "z"}, "no file name"},
         MistakeCase{"topic", {"formats", "colours"}, "colours"},
         MistakeCase{"colour_space", {"load", "--color-space", "no such space", "a.png"}, "\"no such space\""},
         MistakeCase{"output_space",
