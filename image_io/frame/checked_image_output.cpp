@@ -5,6 +5,7 @@
 #include <system_error>
 #include <utility>
 
+#include "image_io/frame/file_size_signal.h"
 #include "image_io/frame/writer_limits.h"
 
 namespace zv_image_io {
@@ -44,7 +45,12 @@ CheckedImageOutput::CheckedImageOutput(std::unique_ptr<OIIO::ImageOutput> writer
 {
 }
 
-CheckedImageOutput::~CheckedImageOutput() = default;
+CheckedImageOutput::~CheckedImageOutput()
+{
+    FileSizeSignalHold const hold;  // a writer that is still open writes what it has
+    m_writer.reset();
+    m_file.reset();
+}
 
 /// Makes an error of the writer one of this object. One that is waiting already is not repeated: a writer that
 /// refuses every strip would fill the memory.
@@ -69,6 +75,7 @@ bool CheckedImageOutput::refuse(std::string const& reason) noexcept
 template <class Call>
 bool CheckedImageOutput::forward(Call const& call) noexcept
 try {
+    FileSizeSignalHold const hold;
     std::string error;
     try {
         if (call())

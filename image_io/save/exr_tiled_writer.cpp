@@ -120,7 +120,7 @@ private:
     void add(int column, int row)
     {
         bool const is_whole = fill(tile_window(column, row));
-        if (!is_whole || m_strip.is_full())
+        if (!is_whole)
             hand_over();
         m_buffers.convert_colour(m_converter, unsigned(m_tile), unsigned(m_tile));
         if (m_strip.is_empty()) {
@@ -129,7 +129,7 @@ private:
         }
         m_strip.append(m_buffers);
         ++m_run.end_column;
-        if (!is_whole)
+        if (!is_whole || m_strip.is_full())
             hand_over();
     }
 
