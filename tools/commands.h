@@ -16,6 +16,7 @@ void add_load_command(CLI::App& app, CommandLine& line);
 void add_pixels_command(CLI::App& app, CommandLine& line);
 void add_convert_command(CLI::App& app, CommandLine& line);
 void add_plan_command(CLI::App& app, CommandLine& line);
+void add_render_command(CLI::App& app, CommandLine& line);
 void add_compare_command(CLI::App& app, CommandLine& line);
 void add_verify_command(CLI::App& app, CommandLine& line);
 void add_sheet_command(CLI::App& app, CommandLine& line);
