@@ -19,7 +19,9 @@ std::size_t not_negative(int size)
 
 ImageShape shape_of(OIIO::ImageSpec const& spec)
 {
-    return {not_negative(spec.nchannels), not_negative(spec.width), not_negative(spec.height), sizeof(float)};
+    bool const has_origin = spec.x != 0 || spec.y != 0;
+    return {not_negative(spec.nchannels), not_negative(spec.width), not_negative(spec.height), sizeof(float),
+            has_origin};
 }
 
 std::filesystem::file_type type_of(std::string const& path)
