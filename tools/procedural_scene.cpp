@@ -52,6 +52,9 @@ constexpr Sphere kSpheres[] = {
     {{4.2, 1.4, 8.5}, 1.4, {0.15, 0.60, 0.62}},
 };
 
+/// Behind it there is sky.
+constexpr double kFar = 25.0;
+
 /// What a ray meets first.
 struct Hit {
     double depth = 0.0;  // 0: nothing
@@ -84,7 +87,7 @@ Hit trace(Vector origin, Vector direction)
         }
         ++id;
     }
-    return hit.depth > 60.0 ? Hit{} : hit;
+    return hit.depth > kFar ? Hit{} : hit;
 }
 
 Vector light_direction(int number)
@@ -168,7 +171,7 @@ void ProceduralScene::shade(int x, int y, float* samples) const
     for (std::size_t layer = 0; layer < m_layers.size(); ++layer) {
         switch (layer) {
         case 0:
-            *samples++ = static_cast<float>(is_hit ? hit.depth : 1000.0);
+            *samples++ = static_cast<float>(is_hit ? hit.depth : kFar);
             break;
         case 1:
             samples = put(samples, diffuse);

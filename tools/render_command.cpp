@@ -17,6 +17,7 @@
 #include "tools/procedural_scene.h"
 #include "tools/resume.h"
 #include "tools/save_job.h"
+#include "tools/save_warnings.h"
 #include "tools/text_table.h"
 #include "tools/written_file.h"
 
@@ -81,6 +82,9 @@ public:
         m_bucket = choose_bucket();
         check_buckets();
         m_plan = plan(request.output);
+        warn_of_losses({m_request.output, m_plan, m_options, m_app, *m_scene.canvas().get_map(),
+                        m_request.write, nullptr, converts_colors(), false, false},
+                       m_document);
         m_kept = KeptCells(m_size.width, m_size.height, m_options.is_file_exr() ? m_plan_tile() : 0);
         if (request.resume)
             resume();
@@ -100,6 +104,12 @@ public:
 
 private:
     int m_plan_tile() const { return m_plan.files.empty() ? 0 : m_plan.files.front().tile_size; }
+
+    bool converts_colors() const
+    {
+        return !is_same_color_space(m_options.color_space.get_data(),
+                                    ColorIO::get_default_color_space_name().get_data());
+    }
 
     bool needs_rows() const { return m_request.scanline || !m_options.is_file_exr(); }
 
@@ -131,8 +141,7 @@ private:
                    " lines");
         if (m_request.resume && !m_options.is_file_exr())
             refuse("only OpenEXR files can be resumed");
-        if (m_request.resume && !is_same_color_space(m_options.color_space.get_data(),
-                                                     ColorIO::get_default_color_space_name().get_data()))
+        if (m_request.resume && converts_colors())
             refuse("only files in the working space can be resumed");
         if (m_request.order != BucketOrder::ROWS)
             m_document.warn("out_of_order", m_request.output,

@@ -71,7 +71,11 @@ std::unique_ptr<SaveJob> SaveJobs::prepare(FilePair const& paths)
     ImageCanvas const& canvas = *job->loaded.canvas;
     job->plan =
         plan_outputs(paths.output, job->options, canvas, region_of(canvas, job->crop_or_null()), *job->app);
-    warn_of_losses(*job, m_request, m_document);
+    bool const converts = !is_same_color_space(job->loaded.canvas_space, job->color_space);
+    warn_of_losses({paths.output, job->plan, job->options, *job->app, *canvas.get_map(), m_request.write,
+                    job->source ? &*job->source : nullptr, converts, job->crop.has_value(),
+                    m_request.keep_integers},
+                   m_document);
     return job;
 }
 

@@ -4,7 +4,10 @@
 
 #include "host/image/image_map.h"
 #include "host/image/image_map_channel.h"
-#include "tools/save_job.h"
+#include "host/of/of_app.h"
+#include "tools/output_plan.h"
+#include "tools/save_request.h"
+#include "tools/stored_picture.h"
 
 namespace zvio {
 
@@ -32,7 +35,9 @@ bool is_lossy(ImageSaveOptions const& options)
 /// By the names that renderers give them.
 bool is_data_name(std::string const& name)
 {
-    static char const* const kWords[] = {"id", "depth", "z", "mask", "matte", "cryptomatte"};
+    static char const* const kWords[] = {"id", "depth", "mask", "matte"};
+    if (name == "z")
+        return true;
     std::string piece;
     for (char const letter : name + ".") {
         if (letter != '.' && letter != '_' && letter != ' ') {
@@ -83,12 +88,11 @@ bool fits_tiff(MetaData const& item)
 /// Looks at one save from all sides.
 class LossFinder {
 public:
-    LossFinder(SaveJob const& job, SaveRequest const& request, Document& document)
-        : m_job(job)
-        , m_request(request)
+    LossFinder(PlannedSave const& save, Document& document)
+        : m_save(save)
         , m_document(document)
-        , m_is_simple(is_simple_format(job.options))
-        , m_is_exr(job.options.is_file_exr())
+        , m_is_simple(is_simple_format(save.options))
+        , m_is_exr(save.options.is_file_exr())
     {
     }
 
@@ -103,17 +107,17 @@ public:
     }
 
 private:
-    void warn(char const* code, std::string const& text) { m_document.warn(code, m_job.paths.output, text); }
+    void warn(char const* code, std::string const& text) { m_document.warn(code, m_save.path, text); }
 
     void look_at_channels()
     {
         std::vector<std::string> dropped, nameless;
-        for (std::string const& name : m_job.plan.left_out)
+        for (std::string const& name : m_save.plan.left_out)
             (name.starts_with('.') ? nameless : dropped).push_back(name);
         if (!nameless.empty())
             warn("channel_dropped",
                  "channels without a layer in front of their dot are left out: " + joined(nameless));
-        if (dropped.empty() || m_job.app->output_aovs_only)
+        if (dropped.empty() || m_save.app.output_aovs_only)
             return;
         warn("aovs_dropped",
              "channels that are left out: " + joined(dropped) +
@@ -122,23 +126,24 @@ private:
 
     void look_at_layers_option()
     {
-        if (m_request.layers.empty())
+        CoreBasicArray<CoreString> const* const layers = m_save.options.layers;
+        if (!layers)
             return;
-        auto const& app = *m_job.app;
+        auto const& app = m_save.app;
         bool const counts = m_is_simple || (app.output_one_file_per_aov && !app.output_aovs_only);
         if (!counts)
             warn("layers_ignored", "--layers has no effect: the file takes all channels");
-        if (m_request.layers.size() > 4)
+        if (layers->get_count() > 4)
             warn("layers_ignored", "only the first four names of --layers count");
-        for (CoreString const& name : m_job.layers)
-            if (counts && !m_job.loaded.canvas->get_map()->get_channel_by_name(name))
+        for (CoreString const& name : *layers)
+            if (counts && !m_save.map.get_channel_by_name(name))
                 warn("layer_missing", std::string("there is no channel \"") + name.get_data() + "\"");
     }
 
     void look_at_metadata()
     {
         std::vector<std::string> dropped, unsupported;
-        for (MetaData const& item : m_job.options.meta_data) {
+        for (MetaData const& item : m_save.options.meta_data) {
             std::string const name =
                 item.name.is_empty() ? "(an entry without values)" : item.name.get_data();
             if (m_is_exr && !fits_exr(item))
@@ -156,10 +161,10 @@ private:
 
     void look_at_source()
     {
-        if (!m_job.source)
+        if (!m_save.source)
             return;
         std::vector<std::string> integers, doubles, data;
-        for (StoredChannel const& channel : m_job.source->channels) {
+        for (StoredChannel const& channel : m_save.source->channels) {
             bool const is_integer = channel.type == "uint" || channel.type == "uint32";
             if (is_integer)
                 integers.push_back(channel.name);
@@ -168,7 +173,7 @@ private:
             if (is_integer || is_data_name(channel.name))
                 data.push_back(channel.name);
         }
-        if (!integers.empty() && m_is_exr && m_request.keep_integers)
+        if (!integers.empty() && m_is_exr && m_save.keeps_integers)
             warn("integer_layer_zeros",
                  "integer layers are declared as such, and hold zeros: " + joined(integers));
         else if (!integers.empty())
@@ -176,13 +181,13 @@ private:
         if (!doubles.empty())
             warn("double_input", "64-bit samples lose precision: " + joined(doubles));
         std::erase_if(data, [this](std::string const& name) { return !is_written(name); });
-        if (!data.empty() && is_lossy(m_job.options))
+        if (!data.empty() && is_lossy(m_save.options))
             warn("lossy_data", "ids or depths under a lossy compression: " + joined(data));
     }
 
     bool is_written(std::string const& name) const
     {
-        for (PlannedFile const& file : m_job.plan.files)
+        for (PlannedFile const& file : m_save.plan.files)
             for (PlannedChannel const& channel : file.channels)
                 if (channel.source == name)
                     return true;
@@ -191,10 +196,9 @@ private:
 
     void look_at_color()
     {
-        bool const converts = !is_same_color_space(m_job.loaded.canvas_space, m_job.color_space);
-        if (!converts || m_is_exr || m_is_simple)
+        if (!m_save.converts_colors || m_is_exr || m_is_simple)
             return;
-        for (PlannedFile const& file : m_job.plan.files)
+        for (PlannedFile const& file : m_save.plan.files)
             if (file.channels.size() > 4)
                 warn("color_over_layers",
                      "the colours of more than four channels are converted together, with the "
@@ -203,8 +207,8 @@ private:
 
     void look_at_options()
     {
-        auto const& write = m_request.write;
-        if (m_job.crop && !m_is_exr)
+        auto const& write = m_save.request;
+        if (m_save.is_cropped && !m_is_exr)
             warn("crop_ignored", "only OpenEXR files are cropped");
         std::vector<std::string> ignored;
         if (!write.compression.empty() && !m_is_exr)
@@ -225,17 +229,16 @@ private:
             warn("option_ignored", "without effect in this format: " + joined(ignored));
     }
 
-    SaveJob const& m_job;
-    SaveRequest const& m_request;
+    PlannedSave const& m_save;
     Document& m_document;
     bool m_is_simple, m_is_exr;
 };
 
 }  // namespace
 
-void warn_of_losses(SaveJob const& job, SaveRequest const& request, Document& document)
+void warn_of_losses(PlannedSave const& save, Document& document)
 {
-    LossFinder(job, request, document).find();
+    LossFinder(save, document).find();
 }
 
 }  // namespace zvio
