@@ -46,6 +46,9 @@ sed -n '/^```cpp$/,/^```$/p' "$source/README.md" | sed '1d;$d' | diff - "$source
 step "the renderer of the documentation is the one that was built"
 sed -n '/^```cpp$/,/^```$/p' "$source/docs/embedding.md" | sed '1d;$d' | diff - "$source/tests/install/consumer/renderer.cpp"
 
+step "every operation has a test, and docs/api.md lists them all"
+"$source/scripts/api-table" | diff "$source/docs/api.md" -
+
 step "headers compile by themselves"
 includes="$(pkg-config --cflags zv_image_io)"
 export compiler includes
