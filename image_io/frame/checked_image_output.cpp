@@ -54,8 +54,8 @@ CheckedImageOutput::~CheckedImageOutput()
     m_file.reset();
 }
 
-/// Makes an error of the writer one of this object. One that is waiting already is not repeated: a writer that
-/// refuses every strip would fill the memory.
+/// Makes an error of the writer one of this object. One that is waiting already is not repeated: a writer
+/// that refuses every strip would fill the memory.
 void CheckedImageOutput::pass_on(std::string const& error)
 {
     if (error.empty() || (error == m_passed_on && has_error()))

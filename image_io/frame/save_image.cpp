@@ -42,6 +42,7 @@ std::optional<std::string> write_file(CheckedImageOutput& output, std::string co
     output.close();  // The result plays no part: what was refused on the way is known.
     if (is_written && !output.has_trouble())
         return std::nullopt;
+    output.remove_file();
     return output.geterror();
 }
 
