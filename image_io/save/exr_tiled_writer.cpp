@@ -67,7 +67,8 @@ bool fill_tile(ImageMapChannel const& channel, ImageEvalContext& context, Window
             channel.get_tile(context, int(floor_div(tile.x, size)), int(floor_div(tile.y, size)));
         if (!handle.m_tile)
             return false;
-        if (!handle.m_tile->m_pixels) {  // constant: spares a decode
+        // A constant tile spares a decode, and fills its square past the picture's edge, too.
+        if (!handle.m_tile->m_pixels) {
             std::fill_n(out, std::size_t(size) * std::size_t(size), handle.m_tile->get_color(0, 0, false));
             return true;
         }
@@ -86,21 +87,27 @@ TileStrip make_strip(ExrChannelBuffers& buffers, int tile, int capacity)
     }
 }
 
+/// What a call writes, and where.
+struct TiledCall {
+    ImageEvalContext& context;
+    Imf_2_4::Header const& header;
+    ExrTiledFile& file;
+    Channels const& channels;
+    int tile;
+    CoreString const& color_space;
+    AppProgressBar* progress;
+};
+
 /// Writes the tiles of one call, row by row, several at a time where threads share the work.
 class TileWriter {
 public:
-    TileWriter(ImageEvalContext& context, Imf_2_4::Header const& header, ExrTiledFile& file,
-               Channels const& channels, int tile, CoreString const& color_space, AppProgressBar* progress)
-        : m_context(context)
-        , m_file(file)
-        , m_channels(channels)
-        , m_tile(tile)
-        , m_origin(header.dataWindow().min)
-        , m_progress(progress)
-        , m_converter(zv_image_io::make_save_converter(color_space))
-        , m_buffers(header, channels, std::size_t(tile) * std::size_t(tile), m_converter.is_enabled())
-        , m_strip(make_strip(m_buffers, tile, std::min(file.tiles_per_run(), file.columns())))
-        , m_is_there(channels.get_count())
+    explicit TileWriter(TiledCall const& call)
+        : m_call(call)
+        , m_converter(zv_image_io::make_save_converter(call.color_space))
+        , m_buffers(call.header, call.channels, std::size_t(call.tile) * std::size_t(call.tile),
+                    m_converter.is_enabled())
+        , m_strip(make_strip(m_buffers, call.tile, std::min(call.file.tiles_per_run(), call.file.columns())))
+        , m_is_there(call.channels.get_count())
     {
     }
 
@@ -108,7 +115,7 @@ public:
     {
         for (int row = range.begin_row; row < range.end_row; ++row) {
             for (int column = range.begin_column; column < range.end_column; ++column) {
-                if (m_file.has_tile(column, row)) {
+                if (m_call.file.has_tile(column, row)) {
                     hand_over();
                     step(1);
                 } else {
@@ -122,7 +129,8 @@ public:
 private:
     Window tile_window(int column, int row) const
     {
-        return {m_origin.x + column * m_tile, m_origin.y + row * m_tile, m_tile, m_tile};
+        Imath_2_4::V2i const origin = m_call.header.dataWindow().min;
+        return {origin.x + column * m_call.tile, origin.y + row * m_call.tile, m_call.tile, m_call.tile};
     }
 
     /// Brings one tile into the strip. A tile in which a channel is missing goes into the file alone.
@@ -131,7 +139,7 @@ private:
         bool const is_whole = fill(tile_window(column, row));
         if (!is_whole)
             hand_over();
-        m_buffers.convert_colour(m_converter, unsigned(m_tile), unsigned(m_tile));
+        m_buffers.convert_colour(m_converter, unsigned(m_call.tile), unsigned(m_call.tile));
         if (m_strip.is_empty()) {
             m_run = {row, column, column};
             m_has_slice = m_is_there;
@@ -147,8 +155,8 @@ private:
         bool is_whole = true;
         for (unsigned int i = 0; i < m_buffers.count; ++i) {
             ExrChannelBuffer const& entry = m_buffers.entries[i];
-            m_is_there[i] =
-                entry.is_written() && fill_tile(*m_channels[i], m_context, tile, entry.float_buffer.get());
+            m_is_there[i] = entry.is_written() &&
+                            fill_tile(*m_call.channels[i], m_call.context, tile, entry.float_buffer.get());
             is_whole = is_whole && (m_is_there[i] || !entry.is_written());
         }
         return is_whole;
@@ -163,7 +171,7 @@ private:
         for (unsigned int i = 0; i < m_buffers.count; ++i)
             if (m_has_slice[i])
                 buffer.insert(m_buffers.entries[i].name.get_data(), m_strip.slice(m_buffers, i, first));
-        m_file.write_tiles(buffer, m_run);
+        m_call.file.write_tiles(buffer, m_run);
         step(unsigned(m_run.end_column - m_run.begin_column));
         m_strip.clear();
     }
@@ -172,17 +180,12 @@ private:
     {
         for (unsigned int i = 0; i < tile_count; ++i) {
             ++m_tile_count;
-            if (m_progress)
-                m_progress->step(m_tile_count);
+            if (m_call.progress)
+                m_call.progress->step(m_tile_count);
         }
     }
 
-    ImageEvalContext& m_context;
-    ExrTiledFile& m_file;
-    Channels const& m_channels;
-    int m_tile;
-    Imath_2_4::V2i m_origin;
-    AppProgressBar* m_progress;
+    TiledCall const& m_call;
     ColorIOConverter m_converter;
     ExrChannelBuffers m_buffers;
     TileStrip m_strip;
@@ -208,31 +211,21 @@ unsigned int step_count(Window const& region, int tile)
     return tiles_along(region.width) * tiles_along(region.height);
 }
 
-/// What a call writes, and where.
-struct TiledCall {
-    ImageEvalContext& context;
-    Imf_2_4::Header const& header;
-    ExrTiledFile& file;
-    Channels const& channels;
-    int tile;
-    CoreString const& color_space;
-    AppProgressBar* progress;
-};
-
 bool write_region(TiledCall const& call, Window const& region, TilesThere tiles_there)
 {
+    // The one prefix of the four without a colon.
     return zv_image_io::run_guarded(
         "ImageIOSave::save_openexr_tiled_region: OpenEXR exception '", "'\n", [&] {
             require_tile_size(call.header, call.tile);
             TileRange const range = tiles_of(call.file, call.header.dataWindow(), region, call.tile);
             if (tiles_there == TilesThere::REFUSED)
                 require_missing(call.file, range);
-            TileWriter writer(call.context, call.header, call.file, call.channels, call.tile,
-                              call.color_space, call.progress);
+            TileWriter writer(call);
             if (call.progress)
                 call.progress->set_step_count(step_count(region, call.tile));
             writer.write(range);
             call.file.flush();
+            // Other than with lines, the bar is not set to its end, neither here nor after a failure.
         });
 }
 

@@ -147,6 +147,12 @@ bool ImageIOOutput::is_writable() const
     return !m_was_written && (m_oiio_file || m_scanline_file || m_tiled_file);
 }
 
+/// False for a file in the mode of tiles that was opened without any: tiling modes other than 0 and 1 make such ones.
+bool ImageIOOutput::has_tiles_to_write() const
+{
+    return m_write_mode != WRITE_MODE_TILED || m_oiio_file->spec().tile_width > 0;
+}
+
 ImageIO::SavingStatus ImageIOOutput::write(ImageEvalContext& context, AppProgressBar* progress)
 try {
     log_line(kLogInformation, "Writing '", m_filename, "' ...\n");
@@ -174,6 +180,8 @@ bool ImageIOOutput::write_exr(ImageEvalContext& context, AppProgressBar* progres
 
 bool ImageIOOutput::write_oiio(ImageEvalContext& context, AppProgressBar* progress)
 {
+    if (!has_tiles_to_write())
+        return false;
     ImageMap const* const map = map_of(context);
     auto const save = m_write_mode == WRITE_MODE_TILED ? ImageIOSave::save_tiled : ImageIOSave::save_scanline;
     bool const is_written = map && save(m_oiio_file.get(), m_channels, map, m_color_space, progress);
@@ -229,6 +237,8 @@ bool ImageIOOutput::write_exr_region(ImageEvalContext& context, GMathVec4<int> c
 bool ImageIOOutput::write_oiio_region(ImageEvalContext& context, GMathVec4<int> const& region,
                                       AppProgressBar* progress)
 {
+    if (!has_tiles_to_write())
+        return false;
     ImageMap const* const map = map_of(context);
     auto const save =
         m_write_mode == WRITE_MODE_TILED ? ImageIOSave::save_tiled_region : ImageIOSave::save_scanline_region;

@@ -89,6 +89,7 @@ private:
     bool create_oiio(OfApp* app, ImageSaveOptions const& options, GMathVec4<int> const& region,
                      GMathVec4<int> const& canvas_rectangle);
     bool is_writable() const;
+    bool has_tiles_to_write() const;
     zv_image_io::Window clip(GMathVec4<int> const& region) const;
     bool write_exr(ImageEvalContext& context, AppProgressBar* progress);
     bool write_oiio(ImageEvalContext& context, AppProgressBar* progress);

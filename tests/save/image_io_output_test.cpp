@@ -564,6 +564,29 @@ TEST(ImageIOOutputOfOpenImageIo, TilesThatFailInARegionAreAFailedWrite)
     EXPECT_EQ(log.lines().back(), (LogLine{1, "Failed to write '" + file.path() + "'.\n"}));
 }
 
+TEST(ImageIOOutputOfOpenImageIo, ATilingModeWithoutATiledFileFailsToWrite)
+{
+    TempDir const folder;
+    OfApp app;
+    app.tiling_mode = 2;
+    SavePicture picture({});
+    WriteScript script;
+    script.supports_tiles = true;
+    ScriptedFile const file(folder, script);
+    auto output = picture.output(file.path());
+    ASSERT_TRUE(output->open(&app, script_options(), picture.window, picture.window, 16));
+    ASSERT_EQ(output->get_write_mode(), ImageIOOutput::WRITE_MODE_TILED);
+    LogCapture const log(2);
+
+    EXPECT_EQ(output->write_region(picture.context, rectangle(0, 0, 16, 16), nullptr), kFailed);
+    EXPECT_EQ(output->write(picture.context, nullptr), kFailed);
+
+    LogLine const line{1, "Failed to write '" + file.path() + "'.\n"};
+    EXPECT_EQ(log.lines(), (Lines{line, line}));
+    for (auto const& call : file.written().calls)
+        EXPECT_FALSE(call.starts_with("write_")) << call;
+}
+
 TEST(ImageIOOutputOfOpenImageIo, WithoutAPictureFailsToWrite)
 {
     TempDir const folder;
