@@ -22,6 +22,12 @@ void add_verify_command(CLI::App& app, CommandLine& line);
 void add_sheet_command(CLI::App& app, CommandLine& line);
 void add_name_command(CLI::App& app, CommandLine& line);
 void add_formats_command(CLI::App& app, CommandLine& line);
+void add_texture_command(CLI::App& app, CommandLine& line);
+void add_share_command(CLI::App& app, CommandLine& line);
+void add_plates_command(CLI::App& app, CommandLine& line);
+void add_presets_command(CLI::App& app, CommandLine& line);
+void add_events_command(CLI::App& app, CommandLine& line);
+void add_doctor_command(CLI::App& app, CommandLine& line);
 
 /// A window as an object of x, y, width, height.
 template <class Window>

@@ -11,9 +11,10 @@ using namespace zvio;
 
 /// In the order in which the help lists them.
 constexpr void (*kCommands[])(CLI::App& app, CommandLine& line) = {
-    add_probe_command, add_load_command,   add_pixels_command,  add_convert_command,
-    add_plan_command,  add_render_command, add_compare_command, add_verify_command,
-    add_sheet_command, add_name_command,   add_formats_command,
+    add_probe_command,   add_load_command,    add_pixels_command, add_convert_command, add_plan_command,
+    add_render_command,  add_compare_command, add_verify_command, add_sheet_command,   add_name_command,
+    add_formats_command, add_texture_command, add_share_command,  add_plates_command,  add_presets_command,
+    add_events_command,  add_doctor_command,
 };
 
 /// Runs the command; what it throws becomes a failure in its document.

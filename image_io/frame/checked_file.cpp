@@ -8,6 +8,8 @@
 #include <system_error>
 #include <utility>
 
+#include "image_io/frame/file_size_signal.h"
+
 namespace zv_image_io {
 
 namespace {
@@ -48,6 +50,7 @@ bool CheckedFile::finish()
 {
     if (m_file && m_trouble.empty() && !m_has_written)
         begin_writing();
+    FileSizeSignalHold const hold;
     std::FILE* const file = m_file.release();
     if (file && std::fclose(file) != 0)
         note_trouble();
@@ -106,15 +109,21 @@ void CheckedFile::write_at(void const* bytes, size_t size, int64_t offset)
 
 size_t CheckedFile::pwrite(void const* bytes, size_t size, int64_t offset)
 {
+    FileSizeSignalHold const hold;  // the thread may be one of the writer's own
+    write_checked(bytes, size, offset);
+    return size;
+}
+
+void CheckedFile::write_checked(void const* bytes, size_t size, int64_t offset)
+{
     std::lock_guard const guard(m_mutex);
     write_at(bytes, size, offset);
     m_size = std::max(m_size, static_cast<size_t>(offset) + size);
-    return size;
 }
 
 size_t CheckedFile::write(void const* bytes, size_t size)
 {
-    pwrite(bytes, size, m_pos);
+    write_checked(bytes, size, m_pos);
     m_pos += static_cast<int64_t>(size);
     return size;
 }

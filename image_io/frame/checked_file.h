@@ -16,6 +16,7 @@ namespace zv_image_io {
 /// refusal on nothing more is written, and `trouble` says why.
 ///
 /// Errors   a file that does not open, a refused byte, a failed close: `trouble`; nothing throws
+/// Signals  who calls the writer holds a `FileSizeSignalHold`; `pwrite` and `finish` hold their own
 /// Owns     the open file; the writer only borrows this object, and goes first
 /// Threads  one writer; `pwrite` from several threads at once
 class CheckedFile : public OIIO::Filesystem::IOProxy {
@@ -56,6 +57,7 @@ private:
 
     void note_trouble();
     bool begin_writing();
+    void write_checked(void const* bytes, size_t size, int64_t offset);
     void write_at(void const* bytes, size_t size, int64_t offset);
 
     std::unique_ptr<std::FILE, Closer> m_file;

@@ -5,6 +5,7 @@
 #include <system_error>
 #include <utility>
 
+#include "image_io/frame/file_size_signal.h"
 #include "image_io/frame/writer_limits.h"
 
 namespace zv_image_io {
@@ -18,7 +19,9 @@ std::size_t not_negative(int size)
 
 ImageShape shape_of(OIIO::ImageSpec const& spec)
 {
-    return {not_negative(spec.nchannels), not_negative(spec.width), not_negative(spec.height), sizeof(float)};
+    bool const has_origin = spec.x != 0 || spec.y != 0;
+    return {not_negative(spec.nchannels), not_negative(spec.width), not_negative(spec.height), sizeof(float),
+            has_origin};
 }
 
 std::filesystem::file_type type_of(std::string const& path)
@@ -44,7 +47,12 @@ CheckedImageOutput::CheckedImageOutput(std::unique_ptr<OIIO::ImageOutput> writer
 {
 }
 
-CheckedImageOutput::~CheckedImageOutput() = default;
+CheckedImageOutput::~CheckedImageOutput()
+{
+    FileSizeSignalHold const hold;  // a writer that is still open writes what it has
+    m_writer.reset();
+    m_file.reset();
+}
 
 /// Makes an error of the writer one of this object. One that is waiting already is not repeated: a writer that
 /// refuses every strip would fill the memory.
@@ -69,6 +77,7 @@ bool CheckedImageOutput::refuse(std::string const& reason) noexcept
 template <class Call>
 bool CheckedImageOutput::forward(Call const& call) noexcept
 try {
+    FileSizeSignalHold const hold;
     std::string error;
     try {
         if (call())

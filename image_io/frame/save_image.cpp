@@ -24,8 +24,8 @@ std::string find_objection(OIIO::ImageOutput const& output, PixelBuffer const& b
 {
     if (!buffer.pixels)
         return "there are no pixels";
-    return zv_image_io::find_objection(output.format_name(),
-                                       {buffer.channels, buffer.width, buffer.height, buffer.type.size()});
+    return zv_image_io::find_objection(
+        output.format_name(), {buffer.channels, buffer.width, buffer.height, buffer.type.size(), false});
 }
 
 /// Opens, writes and closes. Gives the reason of a failure, which may be empty, or nothing after a success.

@@ -21,29 +21,6 @@ std::size_t tile_count(int columns, int rows)
     return *count;
 }
 
-/// Writes one tile. One that went into the file with the run that failed is refused as a second one, and is fine.
-void write_again(Imf_2_4::TiledOutputFile& output, int column, int row)
-{
-    try {
-        output.writeTile(column, row, 0);
-    } catch (Iex_2_4::ArgExc const&) {
-    }
-}
-
-/// A run that fails as a whole is tried again tile by tile, which takes the memory of one tile only.
-void write_run(Imf_2_4::TiledOutputFile& output, TileRun const& run)
-{
-    try {
-        output.writeTiles(run.begin_column, run.end_column - 1, run.row, run.row, 0);
-        return;
-    } catch (...) {
-        if (run.end_column - run.begin_column == 1)
-            throw;
-    }
-    for (int column = run.begin_column; column < run.end_column; ++column)
-        write_again(output, column, run.row);
-}
-
 }  // namespace
 
 ExrScanlineFile::ExrScanlineFile(std::string const& path, Imf_2_4::Header const& header, int thread_count)
@@ -93,7 +70,7 @@ void ExrTiledFile::write_tiles(Imf_2_4::FrameBuffer const& buffer, TileRun const
 {
     m_output.write([&](Imf_2_4::TiledOutputFile& output) {
         output.setFrameBuffer(buffer);
-        write_run(output, run);
+        output.writeTiles(run.begin_column, run.end_column - 1, run.row, run.row, 0);
     });
     for (int column = run.begin_column; column < run.end_column; ++column)
         m_is_written[index_of(column, run.row)] = true;

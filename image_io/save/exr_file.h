@@ -16,8 +16,9 @@ namespace zv_image_io {
 
 /// An OpenEXR output together with the stream that it writes to, and what became of both.
 ///
-/// Errors   exceptions of Iex and std::bad_alloc. Once a write has thrown, the file has failed: what is in it is no longer
-///          known, and it can only be discarded.
+/// Errors   exceptions of Iex and std::bad_alloc. Once the library has thrown, the file has failed: it may hold what was
+///          never given to it, and the library, which keeps buffers locked that it did not write, would wait for them for
+///          ever. It is not asked again, and the file can only be discarded.
 /// Owns     the file. One that was not finished is discarded by the destructor.
 /// Threads  one at a time; OpenEXR's own threads work inside `write`
 template <class Output>
@@ -33,21 +34,26 @@ public:
     ExrOutput(ExrOutput const&) = delete;
     ExrOutput& operator=(ExrOutput const&) = delete;
 
-    /// The library's object. Throws for a file that is finished or discarded.
+    /// The library's object. Throws for a file that is finished, discarded or has failed.
     Output& get()
     {
         if (!m_output)
             throw Iex_2_4::ArgExc("The file is finished.");
+        if (m_has_failed)
+            throw Iex_2_4::ArgExc("The file failed before.");
         return *m_output;
     }
 
     template <class Work>
     void write(Work const& work)
-    try {
-        work(get());
-    } catch (...) {
-        m_has_failed = m_output != nullptr;
-        throw;
+    {
+        Output& output = get();
+        try {
+            work(output);
+        } catch (...) {
+            m_has_failed = true;
+            throw;
+        }
     }
 
     /// Hands all that the library has let go of to the system, so that it survives the end of the process.

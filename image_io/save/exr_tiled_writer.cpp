@@ -2,8 +2,7 @@
 #include <ImfHeader.h>
 
 #include <algorithm>
-#include <cstring>
-#include <span>
+#include <new>
 #include <string>
 #include <vector>
 
@@ -77,6 +76,16 @@ bool fill_tile(ImageMapChannel const& channel, ImageEvalContext& context, Window
     return true;
 }
 
+/// Without the memory for several tiles they go one by one.
+TileStrip make_strip(ExrChannelBuffers& buffers, int tile, int capacity)
+{
+    try {
+        return TileStrip(buffers, tile, capacity);
+    } catch (std::bad_alloc const&) {
+        return TileStrip(buffers, tile, 1);
+    }
+}
+
 /// Writes the tiles of one call, row by row, several at a time where threads share the work.
 class TileWriter {
 public:
@@ -90,7 +99,7 @@ public:
         , m_progress(progress)
         , m_converter(zv_image_io::make_save_converter(color_space))
         , m_buffers(header, channels, std::size_t(tile) * std::size_t(tile), m_converter.is_enabled())
-        , m_strip(m_buffers, tile, std::min(file.tiles_per_run(), file.columns()))
+        , m_strip(make_strip(m_buffers, tile, std::min(file.tiles_per_run(), file.columns())))
         , m_is_there(channels.get_count())
     {
     }
@@ -120,7 +129,7 @@ private:
     void add(int column, int row)
     {
         bool const is_whole = fill(tile_window(column, row));
-        if (!is_whole || m_strip.is_full())
+        if (!is_whole)
             hand_over();
         m_buffers.convert_colour(m_converter, unsigned(m_tile), unsigned(m_tile));
         if (m_strip.is_empty()) {
@@ -129,7 +138,7 @@ private:
         }
         m_strip.append(m_buffers);
         ++m_run.end_column;
-        if (!is_whole)
+        if (!is_whole || m_strip.is_full())
             hand_over();
     }
 

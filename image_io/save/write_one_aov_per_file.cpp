@@ -37,7 +37,7 @@ std::optional<Picture> make_picture(GMathVec4<int> const& region, unsigned int c
 {
     using zv_image_io::size_product;
     unsigned int const file_channels = std::max(count, kFewestFileChannels);
-    if (region[2] < 0 || region[3] < 0)
+    if (region[2] < 1 || region[3] < 1)
         return std::nullopt;
     auto const pixels = size_product(region[2], region[3]);
     if (!pixels || *pixels > UINT_MAX || !size_product(*pixels, file_channels, 2 * sizeof(float)))
@@ -125,7 +125,7 @@ try {
                                          picture->file_channels, picture->width, picture->height);
     } else {
         status = refuse(filename,
-                        region[2] < 0 || region[3] < 0 ? "the image has no size" : "the image is too large");
+                        region[2] < 1 || region[3] < 1 ? "the image has no size" : "the image is too large");
     }
     if (progress)
         progress->set_value(1.0f);

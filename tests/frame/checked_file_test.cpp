@@ -6,6 +6,7 @@
 #include <vector>
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
 #include "tests/support/pictures.h"
 #include "tests/support/temp_dir.h"
@@ -99,6 +100,43 @@ TEST(CheckedFile, DiscardedLeavesThingsAsTheyWere)
     EXPECT_EQ(content(folder.file("old")), "xy");
     EXPECT_FALSE(std::filesystem::exists(folder.file("new")));
     EXPECT_FALSE(new_file.finish());
+}
+
+TEST(CheckedFile, RemovesWhatItCreatedWhateverIsInIt)
+{
+    TempDir const folder;
+    zv_test::write_bytes(folder.file("old"), {'x', 'y'});
+    std::filesystem::create_symlink(folder.file("target"), folder.file("link"));
+
+    CheckedFile old_file(folder.file("old")), new_file(folder.file("new")), link(folder.file("link"));
+    for (CheckedFile* const file : {&old_file, &new_file, &link}) {
+        file->write("z", 1);
+        file->finish();
+        file->remove();
+        file->remove();
+    }
+
+    EXPECT_EQ(content(folder.file("old")), "z");
+    EXPECT_FALSE(std::filesystem::exists(folder.file("new")));
+    EXPECT_TRUE(std::filesystem::is_symlink(folder.file("link")));
+}
+
+TEST(CheckedFile, AFileSizeLimitIsTroubleFromAnyThread)
+{
+    rlimit before{};
+    getrlimit(RLIMIT_FSIZE, &before);
+    rlimit const small{1000, before.rlim_max};
+    TempDir const folder;
+    CheckedFile file(folder.file("a"));
+    std::vector<char> const bytes(std::size_t(1) << 20, 'x');
+
+    setrlimit(RLIMIT_FSIZE, &small);
+    std::thread([&] { file.pwrite(bytes.data(), bytes.size(), 0); }).join();
+    bool const is_whole = file.finish();
+    setrlimit(RLIMIT_FSIZE, &before);
+
+    EXPECT_FALSE(is_whole);
+    EXPECT_EQ(file.trouble(), "File too large");
 }
 
 TEST(CheckedFile, TellsTheSystemsWordsWhenItCannotOpen)

@@ -9,10 +9,12 @@
 namespace {
 
 using zv_image_io::AlphaThreshold;
+using zv_image_io::divide_pixels_by_alpha;
 using zv_image_io::divide_planes_by_alpha;
 using zv_image_io::kExrSaveAlpha;
 using zv_image_io::kLoadAlpha;
 using zv_image_io::kOiioSaveAlpha;
+using zv_image_io::multiply_pixels_by_alpha;
 using zv_image_io::multiply_planes_by_alpha;
 using zv_image_io::multiply_samples;
 using zv_image_io::unassociate_factors;
@@ -141,6 +143,54 @@ TEST(AlphaOfPlanes, DividesAndMultipliesThePlanesThatExist)
         ASSERT_EQ(red[i], float(i) * factor(i) * alpha[i]) << i;
         ASSERT_EQ(blue[i], -float(i) * factor(i) * alpha[i]) << i;
     }
+}
+
+TEST(AlphaOfPixels, DividesWhereTheMagnitudeExceedsTheThreshold)
+{
+    float const limit = 1e-8f, above = std::nextafter(1e-8f, 1.0f);
+    ASSERT_LE(double(limit), 1e-8);
+    ASSERT_GT(double(above), 1e-8);
+    std::vector<float> samples{1, 2, 3, 0.5f, 1, 2, 3, -0.25f, 1, 2, 3, 0, 1, 2, 3, limit, 1, 2, 3, above};
+
+    divide_pixels_by_alpha(samples, kOiioSaveAlpha);
+
+    float const factor = 1.0f / above;
+    EXPECT_EQ(samples, (std::vector<float>{2, 4, 6, 0.5f, -4, -8,    -12,    -0.25f,     1,          2,
+                                           3, 0, 1, 2,    3,  limit, factor, 2 * factor, 3 * factor, above}));
+}
+
+TEST(AlphaOfPixels, LooksAtTheSignWhereTheThresholdSaysSo)
+{
+    std::vector<float> samples{1, 2, 3, -0.5f, 1, 2, 3, 0.5f};
+
+    divide_pixels_by_alpha(samples, kExrSaveAlpha);
+
+    EXPECT_EQ(samples, (std::vector<float>{1, 2, 3, -0.5f, 2, 4, 6, 0.5f}));
+}
+
+TEST(AlphaOfPixels, MultipliesEveryPixelWithoutAThreshold)
+{
+    std::vector<float> samples{1, 2, 3, 0.5f, 1, 2, 3, 0, 1, 2, 3, 1e-9f};
+
+    multiply_pixels_by_alpha(samples);
+
+    EXPECT_EQ(samples,
+              (std::vector<float>{0.5f, 1, 1.5f, 0.5f, 0, 0, 0, 0, 1e-9f, 2 * 1e-9f, 3 * 1e-9f, 1e-9f}));
+}
+
+TEST(AlphaOfPixels, LeavesWhatIsBehindTheLastWholePixel)
+{
+    for (std::size_t count = 0; count < 4; ++count) {
+        std::vector<float> samples(count, 0.5f);
+
+        divide_pixels_by_alpha(samples, kOiioSaveAlpha);
+        multiply_pixels_by_alpha(samples);
+
+        EXPECT_EQ(samples, std::vector<float>(count, 0.5f));
+    }
+    std::vector<float> seven{1, 1, 1, 0.5f, 1, 1, 1};
+    divide_pixels_by_alpha(seven, kOiioSaveAlpha);
+    EXPECT_EQ(seven, (std::vector<float>{2, 2, 2, 0.5f, 1, 1, 1}));
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 
 namespace {
 
+using zv_image_io::floor_div;
 using zv_image_io::size_product;
 using zv_image_io::Window;
 using zv_image_io::window_of;
@@ -52,6 +53,17 @@ TEST(Window, FitsIntIfItsFarEdgesDo)
     EXPECT_FALSE((Window{0, INT_MAX - 9, 1, 10}.fits_int()));
     EXPECT_FALSE((Window{0, 0, -1, 1}.fits_int()));
     EXPECT_FALSE((Window{0, 0, 1, -1}.fits_int()));
+}
+
+TEST(FloorDiv, RoundsDown)
+{
+    EXPECT_EQ(floor_div(0, 64), 0);
+    EXPECT_EQ(floor_div(63, 64), 0);
+    EXPECT_EQ(floor_div(64, 64), 1);
+    EXPECT_EQ(floor_div(-1, 64), -1);
+    EXPECT_EQ(floor_div(-64, 64), -1);
+    EXPECT_EQ(floor_div(-65, 64), -2);
+    EXPECT_EQ(floor_div(INT_MIN, 1), INT_MIN);
 }
 
 TEST(SizeProduct, IsTheProductOrNothingIfItDoesNotFit)

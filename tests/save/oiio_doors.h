@@ -12,7 +12,8 @@ struct ImageIOSaveDoors {
     using Channels = CoreBasicArray<ImageMapChannel*>;
     using Rectangle = GMathVec4<int>;
 
-    static ImageIO::SavingStatus write_one_aov_per_file(ImageEvalContext const& context, CoreString const& file,
+    static ImageIO::SavingStatus write_one_aov_per_file(ImageEvalContext const& context,
+                                                        CoreString const& file,
                                                         ImageSaveOptions const& options,
                                                         Channels const& channels, Rectangle const& region,
                                                         AppProgressBar* progress = nullptr)
@@ -24,17 +25,17 @@ struct ImageIOSaveDoors {
                        Channels const& channels, int tile_size, Rectangle const& canvas_rectangle,
                        Rectangle const& region, CoreString const& color_space = "")
     {
-        return ImageIOSave::build_image_output(app, options, file, channels, tile_size, canvas_rectangle, region,
-                                               color_space);
+        return ImageIOSave::build_image_output(app, options, file, channels, tile_size, canvas_rectangle,
+                                               region, color_space);
     }
     static bool save_scanline(OIIO::ImageOutput* output, Channels const& channels, ImageMap const* map,
                               CoreString const& color_space = "", AppProgressBar* progress = nullptr)
     {
         return ImageIOSave::save_scanline(output, channels, map, color_space, progress);
     }
-    static bool save_scanline_region(OIIO::ImageOutput* output, Rectangle const& region, Channels const& channels,
-                                     ImageMap const* map, CoreString const& color_space = "",
-                                     AppProgressBar* progress = nullptr)
+    static bool save_scanline_region(OIIO::ImageOutput* output, Rectangle const& region,
+                                     Channels const& channels, ImageMap const* map,
+                                     CoreString const& color_space = "", AppProgressBar* progress = nullptr)
     {
         return ImageIOSave::save_scanline_region(output, region, channels, map, color_space, progress);
     }
@@ -43,9 +44,9 @@ struct ImageIOSaveDoors {
     {
         return ImageIOSave::save_tiled(output, channels, map, color_space, progress);
     }
-    static bool save_tiled_region(OIIO::ImageOutput* output, Rectangle const& region, Channels const& channels,
-                                  ImageMap const* map, CoreString const& color_space = "",
-                                  AppProgressBar* progress = nullptr)
+    static bool save_tiled_region(OIIO::ImageOutput* output, Rectangle const& region,
+                                  Channels const& channels, ImageMap const* map,
+                                  CoreString const& color_space = "", AppProgressBar* progress = nullptr)
     {
         return ImageIOSave::save_tiled_region(output, region, channels, map, color_space, progress);
     }

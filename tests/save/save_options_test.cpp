@@ -122,10 +122,11 @@ TEST(FillMetadata, TakesEveryKindOfValueUnderItsTag)
 {
     ImageSaveOptions options;
 
-    options.fill_metadata("p", "flag true\nletter 'A'\nlow '\\xE9'\ncount -7\nsize 2.5\ntext \"a b\"\n", false);
+    options.fill_metadata("p", "flag true\nletter 'A'\nlow '\\xE9'\ncount -7\nsize 2.5\ntext \"a b\"\n",
+                          false);
 
-    EXPECT_EQ(told(options.meta_data), (Told{"flag: (1 true)", "letter: (2 65)", "low: (2 -23)", "count: (2 -7)",
-                                             "size: (3 2.5)", "text: (4 a b)"}));
+    EXPECT_EQ(told(options.meta_data), (Told{"flag: (1 true)", "letter: (2 65)", "low: (2 -23)",
+                                             "count: (2 -7)", "size: (3 2.5)", "text: (4 a b)"}));
 }
 
 TEST(FillMetadata, KeepsTheOrderOfSeveralValues)

@@ -30,7 +30,10 @@ public:
 
     ImageCanvas& canvas() const { return *m_canvas; }
     ImageMap& map() const { return *m_canvas->get_image(); }
-    ImageMapChannel* channel(std::string const& name) const { return map().get_channel_by_name(name.c_str()); }
+    ImageMapChannel* channel(std::string const& name) const
+    {
+        return map().get_channel_by_name(name.c_str());
+    }
     /// The channels of these names, null for "".
     CoreVector<ImageMapChannel*> channels(std::vector<std::string> const& names) const;
     CoreVector<ImageMapChannel*> const& all_channels() const { return map().m_channels; }

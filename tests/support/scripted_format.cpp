@@ -53,6 +53,15 @@ StatePointer scripted_state(std::string const& path)
     return found == registry().states.end() ? nullptr : found->second;
 }
 
+bool any_script_takes_tiles()
+{
+    std::lock_guard const guard(registry().mutex);
+    for (auto const& [path, state] : registry().states)
+        if (state->writing.supports_tiles)
+            return true;
+    return false;
+}
+
 ScriptedFile::ScriptedFile(TempDir const& folder, ReadScript script, std::string const& name)
     : m_path(folder.file(name))
     , m_state(register_state(m_path))

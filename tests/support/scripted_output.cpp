@@ -19,7 +19,8 @@ public:
     char const* format_name() const override { return "zvscript"; }
     int supports(OIIO::string_view feature) const override
     {
-        return feature == "tiles" && m_state && m_state->writing.supports_tiles;
+        // Before `open` the path is not known: any script that says so will do.
+        return feature == "tiles" && (m_state ? m_state->writing.supports_tiles : any_script_takes_tiles());
     }
 
     using OIIO::ImageOutput::open;

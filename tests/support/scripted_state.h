@@ -29,6 +29,8 @@ struct ScriptedFile::State {
 /// The script of a path, null where there is none.
 std::shared_ptr<ScriptedFile::State> scripted_state(std::string const& path);
 
+bool any_script_takes_tiles();
+
 OIIO::ImageInput* make_scripted_input();
 OIIO::ImageOutput* make_scripted_output();
 

@@ -1,0 +1,207 @@
+#include "image_io/frame/checked_image_output.h"
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "tests/support/scripted_format.h"
+
+namespace {
+
+using namespace zv_test;
+using Calls = std::vector<std::string>;
+using OIIO::TypeDesc;
+using zv_image_io::CheckedImageOutput;
+
+std::unique_ptr<CheckedImageOutput> open_file(std::string const& path, int channels = 1, int tile = 0)
+{
+    auto output = CheckedImageOutput::make(path);
+    EXPECT_TRUE(output && output->open(path, picture_spec(4, 3, channels, TypeDesc::FLOAT, 0, 0, tile)));
+    return output;
+}
+
+TEST(CheckedImageOutput, IsNullForUnknownExtensionsAndLeavesNoText)
+{
+    EXPECT_EQ(CheckedImageOutput::make("a.zzz"), nullptr);
+    EXPECT_EQ(OIIO::geterror(), "");
+}
+
+TEST(CheckedImageOutput, AnswersAsTheWriterThatItHolds)
+{
+    auto const tiff = CheckedImageOutput::make("a.tif"), png = CheckedImageOutput::make("a.png");
+
+    EXPECT_STREQ(tiff->format_name(), "tiff");
+    EXPECT_EQ(tiff->supports("tiles"), 1);
+    EXPECT_STREQ(png->format_name(), "png");
+    EXPECT_EQ(png->supports("tiles"), 0);
+}
+
+TEST(CheckedImageOutput, ForwardsEveryKindOfWriteAndTheSpec)
+{
+    TempDir const folder;
+    WriteScript script;
+    script.supports_tiles = true;
+    ScriptedFile const file(folder, script);
+    std::vector<float> const pixels(64);
+    auto output = open_file(file.path(), 1, 2);
+
+    EXPECT_EQ(output->spec().width, 4);
+    EXPECT_EQ(output->spec().tile_width, 2);
+    EXPECT_TRUE(output->write_scanline(1, 0, TypeDesc::FLOAT, pixels.data(), OIIO::AutoStride));
+    EXPECT_TRUE(
+        output->write_scanlines(0, 2, 1, TypeDesc::FLOAT, pixels.data(), OIIO::AutoStride, OIIO::AutoStride));
+    EXPECT_TRUE(output->write_tile(2, 0, 0, TypeDesc::FLOAT, pixels.data(), 4, 8, OIIO::AutoStride));
+    EXPECT_TRUE(output->write_tiles(0, 2, 0, 2, 0, 1, TypeDesc::FLOAT, pixels.data(), OIIO::AutoStride,
+                                    OIIO::AutoStride, OIIO::AutoStride));
+    EXPECT_FALSE(output->write_rectangle(0, 2, 0, 2, 0, 1, TypeDesc::FLOAT, pixels.data(), OIIO::AutoStride,
+                                         OIIO::AutoStride, OIIO::AutoStride));  // which the format has not
+    EXPECT_TRUE(output->write_image(TypeDesc::FLOAT, pixels.data()));
+    EXPECT_TRUE(output->close());
+    EXPECT_FALSE(output->has_trouble());
+    output.reset();
+
+    EXPECT_EQ(file.written().calls, (Calls{"open 4 by 3, 1 channels of float", "write_scanline 1",
+                                           "write_scanlines 0 2, z 1, float", "write_tile 2 0",
+                                           "write_tile 0 0", "write_image float", "close", "destroy"}));
+}
+
+TEST(CheckedImageOutput, PassesOnTheTextsOfFailuresAlone)
+{
+    TempDir const folder;
+    std::string const path = folder.file("a.tif");
+    std::vector<float> const pixels(64);
+    auto output = open_file(path);
+
+    output->write_image(TypeDesc::FLOAT, pixels.data());
+    EXPECT_TRUE(output->close());  // which leaves a text behind in the writer
+
+    EXPECT_EQ(output->geterror(), "");
+}
+
+TEST(CheckedImageOutput, RepeatsATextOnlyOnceItWasRead)
+{
+    TempDir const folder;
+    WriteScript script;
+    script.write = WriteScript::REFUSE;
+    script.write_error = "torn";
+    ScriptedFile const file(folder, script);
+    auto const output = open_file(file.path());
+    std::vector<float> const pixels(64);
+    auto const write = [&] { return output->write_image(TypeDesc::FLOAT, pixels.data()); };
+
+    EXPECT_FALSE(write());
+    EXPECT_FALSE(write());
+    EXPECT_EQ(output->geterror(), "torn");
+    EXPECT_FALSE(write());
+    EXPECT_EQ(output->geterror(), "torn");
+}
+
+TEST(CheckedImageOutput, ClosesTwiceAndTellsTroubleOnce)
+{
+    TempDir const folder;
+    WriteScript script;
+    script.write = WriteScript::THROW;
+    script.write_error = "thrown";
+    ScriptedFile const file(folder, script);
+    auto const output = open_file(file.path());
+    std::vector<float> const pixels(64);
+
+    EXPECT_FALSE(output->write_image(TypeDesc::FLOAT, pixels.data()));
+    EXPECT_EQ(output->geterror(), "thrown");
+    EXPECT_TRUE(output->has_trouble());
+
+    EXPECT_FALSE(output->close());
+    EXPECT_TRUE(output->close());
+}
+
+TEST(CheckedImageOutput, RefusesToWriteToWhatIsNotOpen)
+{
+    TempDir const folder;
+    std::vector<float> const pixels(64);
+    for (char const* name : {"a.tif", "a.png", "a.jpg", "a.tga", "a.bmp"}) {
+        auto const never = CheckedImageOutput::make(folder.file(name));
+        EXPECT_TRUE(never->close());
+        EXPECT_FALSE(never->write_image(TypeDesc::FLOAT, pixels.data()));
+        EXPECT_EQ(never->geterror(), "the file is not open");
+
+        auto const closed = open_file(folder.file(name), 3);
+        closed->write_image(TypeDesc::FLOAT, pixels.data());
+        EXPECT_TRUE(closed->close()) << name;
+        EXPECT_FALSE(closed->write_scanlines(0, 1, 0, TypeDesc::FLOAT, pixels.data(), OIIO::AutoStride,
+                                             OIIO::AutoStride));
+        EXPECT_EQ(closed->geterror(), "the file is not open");
+        EXPECT_TRUE(closed->close());
+        EXPECT_EQ(read_picture(folder.file(name)).spec.width, 4);
+    }
+}
+
+TEST(CheckedImageOutput, AFailedOpenLeavesThingsAsTheyWere)
+{
+    TempDir const folder;
+    std::string const fresh = folder.file("fresh.hdr"), old = folder.file("old.hdr");
+    write_bytes(old, {'o', 'l', 'd'});
+    for (std::string const& path : {fresh, old}) {
+        auto const output = CheckedImageOutput::make(path);
+        EXPECT_FALSE(output->open(path, picture_spec(4, 3, 2, TypeDesc::FLOAT)));  // it takes three channels
+        EXPECT_TRUE(output->close());
+    }
+
+    EXPECT_FALSE(std::filesystem::exists(fresh));
+    EXPECT_EQ(file_bytes(old), (std::vector<char>{'o', 'l', 'd'}));
+}
+
+TEST(CheckedImageOutput, RemovesOnlyAFileThatItCreated)
+{
+    TempDir const folder;
+    WriteScript script;
+    script.makes_file = true;
+    script.close = WriteScript::REFUSE;
+    ScriptedFile const fresh(folder, script, "fresh.zvs"), old(folder, script, "old.zvs");
+    write_bytes(old.path(), {'o', 'l', 'd'});
+
+    EXPECT_FALSE(open_file(fresh.path())->close());
+    EXPECT_FALSE(open_file(old.path())->close());
+
+    EXPECT_FALSE(std::filesystem::exists(fresh.path()));
+    EXPECT_TRUE(std::filesystem::exists(old.path()));
+}
+
+TEST(CheckedImageOutput, RefusesShapesThatNoWriterShouldSee)
+{
+    TempDir const folder;
+    struct Shape {
+        char const* name;
+        int width, height, channels;
+        char const* reason;
+    };
+    for (Shape const& shape :
+         {Shape{"a.tif", 4, 3, 0, "the image has no channels"},
+          Shape{"a.bmp", 0, 3, 1, "the image has no size"}, Shape{"a.bmp", 4, -3, 1, "the image has no size"},
+          Shape{"a.jpg", 65501, 1, 3, "JPEG files have at most 65500 pixels an edge"},
+          Shape{"a.jpg", 1, 65501, 3, "JPEG files have at most 65500 pixels an edge"},
+          Shape{"a.dpx", 4, 3, 2, "DPX files have 1, 3 or 4 channels"},
+          Shape{"a.tif", 2147483647, 2147483647, 3, "the image is too large"}}) {
+        auto const output = CheckedImageOutput::make(folder.file(shape.name));
+        EXPECT_FALSE(output->open(folder.file(shape.name),
+                                  picture_spec(shape.width, shape.height, shape.channels, TypeDesc::FLOAT)));
+        EXPECT_EQ(output->geterror(), shape.reason);
+        EXPECT_FALSE(std::filesystem::exists(folder.file(shape.name)));
+    }
+}
+
+TEST(CheckedImageOutput, RefusesOriginsThatTakeAWriterOutOfItsMemory)
+{
+    TempDir const folder;
+    for (char const* name : {"a.gif", "a.dpx", "a.rla", "a.webp"})
+        for (auto const& [x, y] : {std::pair(-1, 0), {0, 5}}) {
+            auto const output = CheckedImageOutput::make(folder.file(name));
+            ASSERT_NE(output, nullptr);
+            EXPECT_FALSE(output->open(folder.file(name), picture_spec(4, 3, 3, TypeDesc::UINT8, x, y)));
+            EXPECT_EQ(output->geterror(), "files of this format begin at pixel (0, 0)");
+        }
+    EXPECT_TRUE(open_file(folder.file("a.gif"), 3)->close());
+}
+
+}  // namespace
