@@ -137,7 +137,10 @@ std::string read_metadata_text(std::string const& argument)
         origin = argument.substr(1);
         std::ifstream file(origin, std::ios::binary);
         std::ostringstream content;
-        if (!(file && content << file.rdbuf()) && !std::filesystem::is_empty(origin))
+        std::error_code ignored;
+        bool const is_empty = std::filesystem::is_regular_file(origin, ignored) &&
+                              std::filesystem::file_size(origin, ignored) == 0;
+        if (!file || (!is_empty && !(content << file.rdbuf())))
             throw CommandError(EXIT_CODE_INPUT, "the metadata \"" + origin + "\" cannot be read");
         text = content.str();
     }

@@ -117,7 +117,7 @@ private:
         if (!nameless.empty())
             warn("channel_dropped",
                  "channels without a layer in front of their dot are left out: " + joined(nameless));
-        if (dropped.empty() || m_save.app.output_aovs_only)
+        if (dropped.empty() || m_save.plan.files.empty() || m_save.app.output_aovs_only)
             return;
         warn("aovs_dropped",
              "channels that are left out: " + joined(dropped) +

@@ -337,7 +337,8 @@ TEST(ZvioConvert, MetadataFilesWithMistakesAreToldByPlace)
     auto const missing = layers.convert("out.exr", {"--metadata", "@" + layers.folder.file("none.txt")});
 
     EXPECT_EQ(bad.exit_code, 2);
-    EXPECT_THAT(bad.error, HasSubstr("notes.txt, line 2, column 6"));
+    EXPECT_THAT(bad.json()["warnings"][0]["text"].get<std::string>(),
+                HasSubstr("notes.txt, line 2, column 6"));
     EXPECT_EQ(missing.exit_code, 3);
     EXPECT_FALSE(layers.has("out.exr"));
 }

@@ -111,7 +111,8 @@ TEST(ZvioConvertSequences, FoldersKeepTheNamesOfTheirInputs)
     zv_test::write_bytes(folder.file("notes.md"), {'n', 'o'});
 
     auto const kept = run_zvio({"convert", folder.path().string(), "-o", target.path().string()});
-    auto const changed = run_zvio({"convert", "--format", "png16", folder.path().string(), "-o", formatted.path().string()});
+    auto const changed =
+        run_zvio({"convert", "--format", "png16", folder.path().string(), "-o", formatted.path().string()});
 
     EXPECT_EQ(kept.exit_code, 0) << kept.error;
     EXPECT_EQ(changed.exit_code, 0) << changed.error;
@@ -126,7 +127,8 @@ TEST(ZvioConvertSequences, PatternsFindFiles)
     for (char const* name : {"a1.png", "a2.png", "b1.png"})
         write_small(folder.file(name));
 
-    auto const run = run_zvio({"convert", "--format", "bmp", folder.file("a?.png"), "-o", target.path().string()});
+    auto const run =
+        run_zvio({"convert", "--format", "bmp", folder.file("a?.png"), "-o", target.path().string()});
 
     EXPECT_EQ(run.exit_code, 0) << run.error;
     EXPECT_THAT(names_in(target.path().string()), UnorderedElementsAre("a1.bmp", "a2.bmp"));

@@ -73,7 +73,7 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(
         WarningCase{"none_for_exr", kLayered, {}, "a.exr", {}, ""},
         WarningCase{"none_for_all_files", kLayered, {"--aovs-in-all-formats"}, "a.png", {}, ""},
-        WarningCase{"aovs_dropped", kLayered, {}, "a.png", {"aovs_dropped"}, "light.r, depth.z"},
+        WarningCase{"aovs_dropped", kLayered, {}, "a.png", {"aovs_dropped"}, "depth.z, light.r"},
         WarningCase{"aovs_dropped_by_layers",
                     {{"R"}, {"G"}, {"B"}, {"x.R"}},
                     {"--layers", "x.r"},

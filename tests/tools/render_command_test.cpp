@@ -255,7 +255,7 @@ TEST(ZvioRenderResume, OtherPicturesAreRefused)
     auto const missing = render(folder.file("none.exr"), {"--resume"});
 
     EXPECT_EQ(other_layers.exit_code, 3);
-    EXPECT_THAT(other_layers.error, HasSubstr("another picture"));
+    EXPECT_THAT(other_layers.json()["warnings"][0]["text"].get<std::string>(), HasSubstr("another picture"));
     EXPECT_EQ(other_storage.exit_code, 3);
     EXPECT_EQ(other_size.exit_code, 3);
     EXPECT_EQ(missing.exit_code, 3);
