@@ -52,18 +52,49 @@ std::size_t block_pixels(Window const& lines, unsigned int tile_size)
     return *count;
 }
 
+void fill(ImageMapChannel const& channel, Window const& lines, float* out)
+{
+    channel.create_float_buffer(nullptr, lines.x, lines.y, unsigned(lines.width), unsigned(lines.height),
+                                out);
+}
+
+/// Few lines at a time go through the head of the float plane, where they stay in the cache. All at once, a save of 40
+/// channels took 2 % longer (1.057 of the floor, and 1.039).
+void fill_halves(ExrChannelBuffer const& entry, ImageMapChannel const& channel, Window const& block)
+{
+    constexpr int kPixelsAtOnce = 1 << 15;
+    int const line_count = std::max(1, kPixelsAtOnce / block.width);
+    for (int line = 0; line < block.height; line += line_count) {
+        Window const lines{block.x, block.y + line, block.width, std::min(line_count, block.height - line)};
+        std::size_t const width = std::size_t(block.width);
+        fill(channel, lines, entry.float_buffer.get());
+        zv_image_io::float_row_to_half(entry.float_buffer.get(),
+                                       entry.half_buffer.get() + std::size_t(line) * width,
+                                       std::size_t(lines.height) * width);
+    }
+}
+
+/// True for colour that is converted: halves come after that, not with the floats.
+bool waits_for_conversion(ExrChannelBuffers const& buffers, ExrChannelBuffer const& entry)
+{
+    return buffers.convert && entry.is_rgba;
+}
+
 void fill(ExrChannelBuffers& buffers, Channels const& channels, Window const& block)
 {
-    for (unsigned int i = 0; i < buffers.count; ++i)
-        if (buffers.entries[i].is_written())
-            channels[i]->create_float_buffer(nullptr, block.x, block.y, unsigned(block.width),
-                                             unsigned(block.height), buffers.entries[i].float_buffer.get());
+    for (unsigned int i = 0; i < buffers.count; ++i) {
+        ExrChannelBuffer const& entry = buffers.entries[i];
+        if (entry.half_buffer && !waits_for_conversion(buffers, entry))
+            fill_halves(entry, *channels[i], block);
+        else if (entry.is_written())
+            fill(*channels[i], block, entry.float_buffer.get());
+    }
 }
 
 void convert_halves(ExrChannelBuffers& buffers, std::size_t pixel_count)
 {
     for (ExrChannelBuffer& entry : std::span(buffers.entries.get(), buffers.count))
-        if (entry.half_buffer)
+        if (entry.half_buffer && waits_for_conversion(buffers, entry))
             zv_image_io::float_row_to_half(entry.float_buffer.get(), entry.half_buffer.get(), pixel_count);
 }
 
