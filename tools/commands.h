@@ -1,35 +1,33 @@
 #pragma once
 
-#include <string>
-#include <vector>
-
 #include "tools/document.h"
-#include "tools/load_request.h"
-#include "tools/settings.h"
+
+namespace CLI {
+class App;
+}
 
 namespace zvio {
 
-/// Tells what the headers of files say.
-void run_probe(std::vector<std::string> const& paths, Document& document);
+struct CommandLine;
 
-/// Loads files and tells what came of it.
-void run_load(std::vector<std::string> const& paths, LoadRequest const& request, Settings const& settings,
-              Document& document);
-
-struct PixelsRequest {
-    std::string path;
-    std::string output_path;
-    bool as_float = false;
-    std::string output_space;  // empty: sRGB for bytes where the configuration has it, else the default space
-};
-
-/// Loads a file and writes it as an interleaved one.
-void run_pixels(PixelsRequest const& pixels, LoadRequest const& request, Settings const& settings,
-                Document& document);
-
-/// The tables of the format catalogue; `topic` is one of `kFormatTopics` or empty for all.
-void run_formats(std::string const& topic, Document& document);
-inline constexpr char const* kFormatTopics[] = {"load", "save", "compression", "extensions", "filters"};
+/// Each adds one command of the program, with its options, to the parser; each stands in a file of its name.
+void add_probe_command(CLI::App& app, CommandLine& line);
+void add_load_command(CLI::App& app, CommandLine& line);
+void add_pixels_command(CLI::App& app, CommandLine& line);
+void add_convert_command(CLI::App& app, CommandLine& line);
+void add_plan_command(CLI::App& app, CommandLine& line);
+void add_render_command(CLI::App& app, CommandLine& line);
+void add_compare_command(CLI::App& app, CommandLine& line);
+void add_verify_command(CLI::App& app, CommandLine& line);
+void add_sheet_command(CLI::App& app, CommandLine& line);
+void add_name_command(CLI::App& app, CommandLine& line);
+void add_formats_command(CLI::App& app, CommandLine& line);
+void add_texture_command(CLI::App& app, CommandLine& line);
+void add_share_command(CLI::App& app, CommandLine& line);
+void add_plates_command(CLI::App& app, CommandLine& line);
+void add_presets_command(CLI::App& app, CommandLine& line);
+void add_events_command(CLI::App& app, CommandLine& line);
+void add_doctor_command(CLI::App& app, CommandLine& line);
 
 /// A window as an object of x, y, width, height.
 template <class Window>

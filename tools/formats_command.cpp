@@ -1,4 +1,5 @@
 #include "image_io/format/image_io_file_format.h"
+#include "tools/command_line.h"
 #include "tools/commands.h"
 #include "tools/text_table.h"
 
@@ -123,8 +124,6 @@ constexpr Topic kTopics[] = {
     {"filters", "File dialog filters", list_filters},
 };
 
-}  // namespace
-
 void run_formats(std::string const& topic, Document& document)
 {
     document.result() = Json::object();
@@ -137,6 +136,21 @@ void run_formats(std::string const& topic, Document& document)
         document.print((is_first ? "" : "\n") + std::string(known.title) + "\n" + text);
         is_first = false;
     }
+}
+
+}  // namespace
+
+void add_formats_command(CLI::App& app, CommandLine& line)
+{
+    std::vector<std::string> topics;
+    for (Topic const& topic : kTopics)
+        topics.emplace_back(topic.name);
+    auto const topic = std::make_shared<std::string>();
+    CLI::App& command = add_command(app, line, "formats", "List the catalogue of formats",
+                                    [topic](Document& document) { run_formats(*topic, document); });
+    command.add_option("TOPIC", *topic, "load, save, compression, extensions or filters; all by default")
+        ->check(CLI::IsMember(topics).description(""))
+        ->type_name("");
 }
 
 }  // namespace zvio

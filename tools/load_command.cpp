@@ -1,7 +1,9 @@
 #include "host/image/image_map.h"
 #include "host/sys/sys_statistic.h"
+#include "tools/command_line.h"
 #include "tools/commands.h"
 #include "tools/image_statistics.h"
+#include "tools/load_request.h"
 #include "tools/text_table.h"
 
 namespace zvio {
@@ -148,8 +150,6 @@ Json run_one(std::string const& path, Loader& loader, Document& document)
     return load_json(path, loaded, statistics);
 }
 
-}  // namespace
-
 void run_load(std::vector<std::string> const& paths, LoadRequest const& request, Settings const& settings,
               Document& document)
 {
@@ -161,6 +161,23 @@ void run_load(std::vector<std::string> const& paths, LoadRequest const& request,
         files.push_back(run_one(path, loader, document));
     }
     document.result() = {{"files", files}};
+}
+
+}  // namespace
+
+void add_load_command(CLI::App& app, CommandLine& line)
+{
+    struct Request {
+        std::vector<std::string> paths;
+        LoadRequest load;
+    };
+    auto const request = std::make_shared<Request>();
+    CLI::App& command = add_command(app, line, "load", "Load files and tell what came of it",
+                                    [request, &settings = line.settings](Document& document) {
+                                        run_load(request->paths, request->load, settings, document);
+                                    });
+    command.add_option("FILE", request->paths, "Picture files")->required()->type_name("");
+    add_load_request(command, request->load);
 }
 
 }  // namespace zvio

@@ -28,23 +28,6 @@ bool is_known_color_space(std::string const& name)
     return !ColorIO::resolve_name(name.c_str()).is_empty();
 }
 
-bool is_same_color_space(std::string const& first, std::string const& second)
-{
-    return ColorIO::resolve_name(first.c_str()) == ColorIO::resolve_name(second.c_str());
-}
-
-[[noreturn]] void refuse_color_space(std::string const& name)
-{
-    std::string text = "unknown colour space \"" + name + "\"; the configuration has";
-    char const* separator = " ";
-    for (CoreString const& known : ColorIO::get_color_space_names()) {
-        text += separator;
-        text += known.get_data();
-        separator = ", ";
-    }
-    throw CommandError(EXIT_CODE_USAGE, text);
-}
-
 ImagePixel::RepeatMode repeat_mode(std::string const& name)
 {
     static char const* const kNames[] = {"repeat", "mirror", "none", "clamp"};
@@ -65,11 +48,27 @@ std::pair<ImagePixel::RepeatMode, ImagePixel::RepeatMode> repeat_modes(std::stri
 
 }  // namespace
 
-void add_load_request(CLI::App& command, LoadRequest& request)
+bool is_same_color_space(std::string const& first, std::string const& second)
+{
+    return ColorIO::resolve_name(first.c_str()) == ColorIO::resolve_name(second.c_str());
+}
+
+void refuse_color_space(std::string const& name)
+{
+    std::string text = "unknown colour space \"" + name + "\"; the configuration has";
+    char const* separator = " ";
+    for (CoreString const& known : ColorIO::get_color_space_names()) {
+        text += separator;
+        text += known.get_data();
+        separator = ", ";
+    }
+    throw CommandError(EXIT_CODE_USAGE, text);
+}
+
+void add_load_request(CLI::App& command, LoadRequest& request, std::string const& space_option)
 {
     command
-        .add_option("--color-space", request.color_space,
-                    "Colour space of the file's pixels, or auto (default)")
+        .add_option(space_option, request.color_space, "Colour space of the file's pixels, or auto (default)")
         ->type_name("NAME");
     command.add_flag("--premultiply", request.premultiply, "The file's alpha is straight: multiply by it");
     command

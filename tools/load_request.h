@@ -27,7 +27,15 @@ struct LoadRequest {
     std::string repeat = "none,none";
 };
 
-void add_load_request(CLI::App& command, LoadRequest& request);
+/// `space_option` is what the option for the file's colour space is called.
+void add_load_request(CLI::App& command, LoadRequest& request,
+                      std::string const& space_option = "--color-space");
+
+/// Ends a command that was given a colour space that there is not.
+[[noreturn]] void refuse_color_space(std::string const& name);
+
+/// True for two names of one space.
+bool is_same_color_space(std::string const& first, std::string const& second);
 
 /// Where a colour space name came from.
 struct ColorSpaceChoice {

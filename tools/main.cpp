@@ -1,84 +1,21 @@
 #include <CLI/CLI.hpp>
 #include <exception>
-#include <functional>
-#include <iostream>
-#include <iterator>
 
 #include "image_io/frame/version.h"
+#include "tools/command_line.h"
 #include "tools/commands.h"
 
 namespace {
 
 using namespace zvio;
 
-/// The command line as parsed: which command, and what it is to do.
-struct CommandLine {
-    Settings settings;
-    LoadRequest load;
-    PixelsRequest pixels;
-    std::vector<std::string> paths;
-    std::string topic;
-    std::string command;
-    std::function<void(Document&)> run;
+/// In the order in which the help lists them.
+constexpr void (*kCommands[])(CLI::App& app, CommandLine& line) = {
+    add_probe_command,   add_load_command,    add_pixels_command, add_convert_command, add_plan_command,
+    add_render_command,  add_compare_command, add_verify_command, add_sheet_command,   add_name_command,
+    add_formats_command, add_texture_command, add_share_command,  add_plates_command,  add_presets_command,
+    add_events_command,  add_doctor_command,
 };
-
-void add_command(CLI::App& app, CommandLine& line, std::string const& name, std::string const& description,
-                 std::function<void(CLI::App&)> const& add_options, std::function<void(Document&)> run)
-{
-    CLI::App* const command = app.add_subcommand(name, description);
-    add_options(*command);
-    add_settings(*command, line.settings);
-    command->callback([&line, name, run] {
-        line.command = name;
-        line.run = run;
-    });
-}
-
-void add_commands(CLI::App& app, CommandLine& line)
-{
-    auto const add_paths = [&line](CLI::App& command) {
-        command.add_option("FILE", line.paths, "Picture files")->required()->type_name("");
-    };
-    add_command(app, line, "probe", "Tell what files hold, from their headers", add_paths,
-                [&line](Document& document) { run_probe(line.paths, document); });
-    add_command(
-        app, line, "load", "Load files and tell what came of it",
-        [&](CLI::App& command) {
-            add_paths(command);
-            add_load_request(command, line.load);
-        },
-        [&line](Document& document) { run_load(line.paths, line.load, line.settings, document); });
-    add_command(
-        app, line, "pixels", "Load a file and write its colours as an interleaved file",
-        [&](CLI::App& command) {
-            command.add_option("FILE", line.pixels.path, "A picture file")->required()->type_name("");
-            command
-                .add_option("-o,--output", line.pixels.output_path,
-                            "The file to write; its name tells the format")
-                ->required()
-                ->type_name("OUT");
-            command.add_flag("--float", line.pixels.as_float, "Write 32-bit floats instead of bytes");
-            command
-                .add_option("--output-space", line.pixels.output_space,
-                            "Colour space of the written samples (default: sRGB for bytes, the working space "
-                            "for floats)")
-                ->type_name("NAME");
-            add_load_request(command, line.load);
-        },
-        [&line](Document& document) { run_pixels(line.pixels, line.load, line.settings, document); });
-    add_command(
-        app, line, "formats", "List the catalogue of formats",
-        [&](CLI::App& command) {
-            command
-                .add_option("TOPIC", line.topic,
-                            "load, save, compression, extensions or filters; all by default")
-                ->check(CLI::IsMember(
-                            std::vector<std::string>(std::begin(kFormatTopics), std::end(kFormatTopics)))
-                            .description(""))
-                ->type_name("");
-        },
-        [&line](Document& document) { run_formats(line.topic, document); });
-}
 
 /// Runs the command; what it throws becomes a failure in its document.
 ExitCode run(CommandLine const& line)
@@ -129,10 +66,12 @@ int main(int argc, char** argv)
                  "zvio"};
     app.set_version_flag("--version", std::string("zvio ") + zv_image_io_version());
     app.require_subcommand(1);
-    app.footer(
-        "Exit codes: 0 success, 1 failure, 2 usage, 3 input missing or unreadable, 7 damage under --strict.");
+    app.footer("Exit codes: 0 success, 1 failure, 2 usage, 3 input missing or unreadable, 4 nothing to save, "
+               "5 not writable, 6 failed while writing, 7 damage, "
+               "8 differences found, 130 interrupted.");
     CommandLine line;
-    add_commands(app, line);
+    for (auto const add : kCommands)
+        add(app, line);
     try {
         app.parse(argc, argv);
     } catch (CLI::ParseError const& error) {

@@ -6,6 +6,7 @@
 #include "image_io/load/image_header.h"
 #include "image_io/load/image_io_load.h"
 #include "tools/color_space_rule_names.h"
+#include "tools/command_line.h"
 #include "tools/commands.h"
 #include "tools/text_table.h"
 
@@ -134,8 +135,6 @@ Json run_one(std::string const& path, Document& document)
     return {{"path", path}, {"ok", false}};
 }
 
-}  // namespace
-
 void run_probe(std::vector<std::string> const& paths, Document& document)
 {
     Json files = Json::array();
@@ -145,6 +144,16 @@ void run_probe(std::vector<std::string> const& paths, Document& document)
         files.push_back(run_one(path, document));
     }
     document.result() = {{"files", files}};
+}
+
+}  // namespace
+
+void add_probe_command(CLI::App& app, CommandLine& line)
+{
+    auto const paths = std::make_shared<std::vector<std::string>>();
+    CLI::App& command = add_command(app, line, "probe", "Tell what files hold, from their headers",
+                                    [paths](Document& document) { run_probe(*paths, document); });
+    command.add_option("FILE", *paths, "Picture files")->required()->type_name("");
 }
 
 }  // namespace zvio

@@ -19,7 +19,9 @@ std::size_t not_negative(int size)
 
 ImageShape shape_of(OIIO::ImageSpec const& spec)
 {
-    return {not_negative(spec.nchannels), not_negative(spec.width), not_negative(spec.height), sizeof(float)};
+    bool const has_origin = spec.x != 0 || spec.y != 0;
+    return {not_negative(spec.nchannels), not_negative(spec.width), not_negative(spec.height), sizeof(float),
+            has_origin};
 }
 
 std::filesystem::file_type type_of(std::string const& path)
@@ -52,8 +54,8 @@ CheckedImageOutput::~CheckedImageOutput()
     m_file.reset();
 }
 
-/// Makes an error of the writer one of this object. One that is waiting already is not repeated: a writer that
-/// refuses every strip would fill the memory.
+/// Makes an error of the writer one of this object. One that is waiting already is not repeated: a writer
+/// that refuses every strip would fill the memory.
 void CheckedImageOutput::pass_on(std::string const& error)
 {
     if (error.empty() || (error == m_passed_on && has_error()))

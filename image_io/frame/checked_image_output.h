@@ -12,9 +12,9 @@ namespace zv_image_io {
 /// A writer of OpenImageIO around the writer of a format, that notices what such writers overlook: bytes that
 /// were refused, shapes that a file library answers with a crash, calls on a closed file.
 ///
-/// The format's writer writes through a `CheckedFile` where it takes one; it is told that all is well, and the
-/// first `close` says otherwise. A file that is not whole then goes away, if it is a regular file that was
-/// not there before `open`.
+/// The format's writer writes through a `CheckedFile` where it takes one; it is told that all is well, and
+/// the first `close` says otherwise. A file that is not whole then goes away, if it is a regular file that
+/// was not there before `open`.
 ///
 /// Errors   false with a text from `geterror`, as other writers; what the format's writer throws is such a
 ///          failure too, and makes the first `close` one; nothing throws

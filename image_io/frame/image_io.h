@@ -65,8 +65,8 @@ public:
     /// Writes a whole interleaved buffer to a file, whose format its name tells. No colour handling.
     ///
     /// Shape    `height` rows of `width` pixels of `channels` samples, packed
-    /// Returns  false if the file is not whole; logged at level 1 unless the name tells no known format. What
-    ///          is left of such a file is the format's business.
+    /// Returns  false if the file is not whole; logged at level 1 unless the name tells no known format. A
+    ///          file that this call created is then gone again.
     static bool save_image(CoreString const& path, unsigned char const* pixels, unsigned int channels,
                            unsigned int width, unsigned int height);
     static bool save_image(CoreString const& path, float const* pixels, unsigned int channels,

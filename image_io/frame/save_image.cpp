@@ -24,8 +24,8 @@ std::string find_objection(OIIO::ImageOutput const& output, PixelBuffer const& b
 {
     if (!buffer.pixels)
         return "there are no pixels";
-    return zv_image_io::find_objection(output.format_name(),
-                                       {buffer.channels, buffer.width, buffer.height, buffer.type.size()});
+    return zv_image_io::find_objection(
+        output.format_name(), {buffer.channels, buffer.width, buffer.height, buffer.type.size(), false});
 }
 
 /// Opens, writes and closes. Gives the reason of a failure, which may be empty, or nothing after a success.
@@ -42,6 +42,7 @@ std::optional<std::string> write_file(CheckedImageOutput& output, std::string co
     output.close();  // The result plays no part: what was refused on the way is known.
     if (is_written && !output.has_trouble())
         return std::nullopt;
+    output.remove_file();
     return output.geterror();
 }
 

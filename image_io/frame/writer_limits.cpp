@@ -1,6 +1,9 @@
 #include "image_io/frame/writer_limits.h"
 
+#include <algorithm>
 #include <climits>
+#include <iterator>
+#include <string_view>
 
 namespace zv_image_io {
 
@@ -8,6 +11,9 @@ namespace {
 
 /// The JPEG library ends the process when it is asked for more.
 constexpr std::size_t kMaximumJpegEdge = 65500;
+
+/// Their writers take the origin for a place in the picture, and write outside of their memory.
+constexpr std::string_view kWithoutOrigin[] = {"dpx", "gif", "heif", "rla", "webp"};
 
 bool is_too_large(ImageShape const& shape)
 {
@@ -27,6 +33,9 @@ std::string find_format_objection(std::string const& format, ImageShape const& s
         return "JPEG files have at most " + std::to_string(kMaximumJpegEdge) + " pixels an edge";
     if (format == "dpx" && shape.channels != 1 && shape.channels != 3 && shape.channels != 4)
         return "DPX files have 1, 3 or 4 channels";  // the writer aborts the process at all others
+    if (shape.has_origin &&
+        std::find(std::begin(kWithoutOrigin), std::end(kWithoutOrigin), format) != std::end(kWithoutOrigin))
+        return "files of this format begin at pixel (0, 0)";
     return {};
 }
 

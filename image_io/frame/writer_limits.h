@@ -9,6 +9,7 @@ namespace zv_image_io {
 struct ImageShape {
     std::size_t channels = 0, width = 0, height = 0;
     std::size_t sample_bytes = 1;
+    bool has_origin = false;  ///< its first pixel is not (0, 0)
 };
 
 /// Why no writer of that format ("jpeg") should see an image of this shape, in words; empty if it is fit.

@@ -3,6 +3,7 @@
 #include <array>
 #include <exception>
 #include <string>
+#include <string_view>
 
 #include "host/colorio/color_io_manager.h"
 #include "host/image/image_map_channel.h"
@@ -98,18 +99,26 @@ void set_metadata(ImageSpec& spec, CoreArray<ImageSaveOptions::MetaData> const& 
     }
 }
 
-/// Opens the file. Null after the lines that say why not.
-std::unique_ptr<OIIO::ImageOutput> open_output(std::unique_ptr<zv_image_io::CheckedImageOutput> output,
-                                               CoreString const& filename, ImageSpec const& spec)
+std::nullptr_t refuse(CoreString const& filename, std::string const& error)
 {
     using namespace zv_image_io;
-    if (output->open(std::string(filename.view()), spec, OIIO::ImageOutput::Create))
-        return output;
-    std::string const error = output->geterror();
     log_line(kLogError, "Error while opening '", filename, "'.\n");
     if (!error.empty())
         log_line(kLogError, "OpenImageIO error: ", error.c_str(), "\n");
     return nullptr;
+}
+
+/// Opens the file. Null after the lines that say why not.
+std::unique_ptr<OIIO::ImageOutput> open_output(std::unique_ptr<zv_image_io::CheckedImageOutput> output,
+                                               CoreString const& filename, ImageSpec const& spec)
+{
+    std::string_view const format = output->format_name();
+    if (format == "iff" || format == "jpeg2000")
+        // Closed before everything was written, these writers read memory that nobody filled.
+        return refuse(filename, "files of this format are written at once");
+    if (!output->open(std::string(filename.view()), spec, OIIO::ImageOutput::Create))
+        return refuse(filename, output->geterror());
+    return output;
 }
 
 }  // namespace

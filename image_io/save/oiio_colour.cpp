@@ -17,8 +17,9 @@ OiioColour::OiioColour(CoreString const& color_space)
 void OiioColour::convert(std::span<float> samples, unsigned int width, unsigned int height,
                          unsigned int channels, bool associated) const
 {
-    // One step for each pixel, and four floats a step whatever the pixels' length: of pixels that are longer the pass
-    // reaches the first part alone, at the wrong places, and of shorter ones the buffer ends before it does.
+    // One step for each pixel, and four floats a step whatever the pixels' length: of pixels that are longer
+    // the pass reaches the first part alone, at the wrong places, and of shorter ones the buffer ends before
+    // it does.
     std::size_t const reach = std::min(samples.size(), std::size_t(width) * height * 4);
     std::span<float> const touched = samples.first(reach);
     if (associated)

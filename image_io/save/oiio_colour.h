@@ -15,8 +15,8 @@ public:
 
     [[nodiscard]] bool is_enabled() const { return m_converter.is_enabled(); }
 
-    /// Converts interleaved samples in place. `associated` says that colour was multiplied with alpha; it is divided
-    /// before and multiplied after, pixels being taken four floats long whatever `channels` is.
+    /// Converts interleaved samples in place. `associated` says that colour was multiplied with alpha; it is
+    /// divided before and multiplied after, pixels being taken four floats long whatever `channels` is.
     void convert(std::span<float> samples, unsigned int width, unsigned int height, unsigned int channels,
                  bool associated) const;
 

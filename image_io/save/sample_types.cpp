@@ -6,8 +6,8 @@ namespace {
 
 using Format = ImageIOFileFormat;
 
-/// Not `end_with`: a name that is one character shorter than the suffix counts as well, since what the search gives
-/// for "not there" equals the difference of the lengths.
+/// Not `end_with`: a name that is one character shorter than the suffix counts as well, since what the search
+/// gives for "not there" equals the difference of the lengths.
 bool has_suffix(CoreString const& name, CoreString const& suffix)
 {
     return name.rev_find(suffix) == name.get_count() - suffix.get_count();

@@ -9,8 +9,8 @@ namespace zv_image_io {
 
 // In which sample type a file is declared to OpenImageIO, by its format. The two roads differ on purpose.
 
-/// For a file that is written in strips or tiles: the simple formats are declared as floats and reduced by their
-/// writers.
+/// For a file that is written in strips or tiles: the simple formats are declared as floats and reduced by
+/// their writers.
 OIIO::TypeDesc streamed_sample_type(ImageIOFileFormat::Save format, CoreString const& filename);
 
 /// For a file that is written from one buffer.

@@ -24,7 +24,7 @@ std::string find_objection(OIIO::ImageOutput const& output, FloatBuffer const& b
     if (!buffer.pixels)
         return "there are no pixels";
     return zv_image_io::find_objection(output.format_name(),
-                                       {buffer.channels, buffer.width, buffer.height, sizeof(float)});
+                                       {buffer.channels, buffer.width, buffer.height, sizeof(float), false});
 }
 
 OIIO::ImageSpec describe(CoreString const& filename, ImageIOFileFormat::Save format,

@@ -62,9 +62,9 @@ void fill_planes(Picture& picture, ImageEvalContext& context, Channels const& ch
                 ImagePixel::REPEAT_MODE_NONE);
 }
 
-/// Packs the planes, three floats a pixel, or four where there are more than three: the planes behind the fourth are
-/// left out, though the file has room for them. A single plane becomes red. `straighten` divides by alpha, with no
-/// guard against zero.
+/// Packs the planes, three floats a pixel, or four where there are more than three: the planes behind the
+/// fourth are left out, though the file has room for them. A single plane becomes red. `straighten` divides
+/// by alpha, with no guard against zero.
 void interleave(Picture& picture, bool straighten)
 {
     float const *const red = picture.plane(0), *const green = picture.plane(1),

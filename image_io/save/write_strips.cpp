@@ -19,7 +19,8 @@ namespace {
 
 using Channels = CoreBasicArray<ImageMapChannel*>;
 
-/// What one strip needs, made once a call. `count` channels, interleaved in `strip`, one after the other in `plane`.
+/// What one strip needs, made once a call. `count` channels, interleaved in `strip`, one after the other in
+/// `plane`.
 struct StripBuffers {
     unsigned int width, count;
     std::vector<float> strip, plane;

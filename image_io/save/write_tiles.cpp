@@ -21,9 +21,9 @@ using zv_image_io::Window;
 
 /// What one tile needs, made once a call.
 ///
-/// All buffers hold floats, but the strides are counted in samples of the map (`sample_bytes`), as the files of this
-/// road have always been made: maps of 8 or 16 bits are to be widened before they come here. No stride is longer than
-/// that of floats, so that nothing leaves the buffers.
+/// All buffers hold floats, but the strides are counted in samples of the map (`sample_bytes`), as the files
+/// of this road have always been made: maps of 8 or 16 bits are to be widened before they come here. No
+/// stride is longer than that of floats, so that nothing leaves the buffers.
 struct TileBuffers {
     int tile;
     unsigned int count;

@@ -6,10 +6,12 @@
 
 #include "image_io/frame/guarded.h"
 #include "image_io/frame/log_line.h"
+#include "image_io/texture/lookup_gate.h"
 #include "image_io/texture/texture_lookup.h"
 
 using zv_image_io::guarded;
 using zv_image_io::log_line;
+using zv_image_io::LookupGate;
 
 std::atomic<ImageIOTextureStream*> ImageIOTextureStream::m_texture_singleton = nullptr;
 std::atomic<float> ImageIOTextureStream::m_cache_size = 500.0f;
@@ -17,6 +19,9 @@ std::atomic<float> ImageIOTextureStream::m_cache_size = 500.0f;
 namespace {
 
 std::mutex s_creation;
+
+/// One for all streams, as there is one image cache behind them.
+zv_image_io::LookupGate s_gate;
 
 void limit_cache(OIIO::TextureSystem& system, float megabytes)
 {
@@ -66,6 +71,7 @@ void ImageIOTextureStream::clear()
     if (!m_texture_singleton.load())
         return;
     guarded([this] {
+        LookupGate::Closing const closing(s_gate);
         m_texture_system->invalidate_all(true);
         m_texture_system.reset();
         start();
@@ -76,6 +82,7 @@ bool ImageIOTextureStream::evaluate(UniqueString const& name, MapEvalCtx& ctx, i
                                     int const& twrap, int const& interp, int const& mip, float* result)
 {
     try {
+        LookupGate::Passage const passage(s_gate);
         return zv_image_io::look_up(*m_texture_system, name, ctx, {swrap, twrap, interp, mip}, result);
     } catch (...) {
         zv_image_io::fill_result(ctx, result);
@@ -106,19 +113,37 @@ void ImageIOTextureStream::set_cache_size(double const& megabytes)
 GMathVec2<int> ImageIOTextureStream::get_image_size(UniqueString const& name) const
 {
     return guarded(GMathVec2<int>(0, 0), [&] {
+        LookupGate::Passage const passage(s_gate);
         OIIO::ImageSpec const* const spec = m_texture_system->imagespec(name, 0);
         return spec ? GMathVec2<int>(spec->full_width, spec->full_height) : GMathVec2<int>(0, 0);
     });
 }
 
+CoreString ImageIOTextureStream::get_stats(int level)
+{
+    return guarded(CoreString(), [level] {
+        ImageIOTextureStream* const stream = get_texture_stream();
+        if (!stream)
+            return CoreString();
+        LookupGate::Passage const passage(s_gate);
+        return CoreString(stream->m_texture_system->getstats(level, true).c_str());
+    });
+}
+
 void ImageIOTextureStream::invalidate(UniqueString const& name)
 {
-    guarded([&] { m_texture_system->invalidate(name, true); });
+    guarded([&] {
+        LookupGate::Closing const closing(s_gate);
+        m_texture_system->invalidate(name, true);
+    });
 }
 
 void ImageIOTextureStream::invalidate_all(bool force)
 {
-    guarded([&] { m_texture_system->invalidate_all(force); });
+    guarded([&] {
+        LookupGate::Closing const closing(s_gate);
+        m_texture_system->invalidate_all(force);
+    });
 }
 
 OIIO::TextureSystem* ImageIOTextureStream::get_oiio_texture_system()

@@ -50,6 +50,13 @@ bool is_wrap(int wrap)
     return wrap >= 0 && wrap < TextureOpt::WrapLast;
 }
 
+/// The variant for sizes that are powers of two ends the process at all others; for those the plain one gives the same.
+TextureOpt::Wrap wrap_mode(int wrap)
+{
+    return wrap == TextureOpt::WrapPeriodicPow2 ? TextureOpt::WrapPeriodic
+                                                : static_cast<TextureOpt::Wrap>(wrap);
+}
+
 /// OpenImageIO refuses files with more channels, and counts channels in 16 bits.
 long long channel_limit()
 {
@@ -94,19 +101,34 @@ bool is_consecutive(int const* channels, unsigned int count)
     return true;
 }
 
+/// What the library keeps for the calling thread. Finding it costs as much as a fifth of a lookup, and it stays what it
+/// is as long as the system does.
+OIIO::TextureSystem::Perthread* own_thread_info(OIIO::TextureSystem& system)
+{
+    struct Known {
+        OIIO::TextureSystem* system = nullptr;
+        OIIO::TextureSystem::Perthread* info = nullptr;
+    };
+    thread_local constinit Known known;
+    if (known.system != &system)
+        known = {&system, system.get_perthread_info()};
+    return known.info;
+}
+
 class Lookup {
 public:
     Lookup(OIIO::TextureSystem& system, UniqueString const& name, Footprint const& footprint,
            LookupModes const& modes)
         : m_system(system)
-        , m_name(name)
+        , m_thread_info(own_thread_info(system))
+        , m_file(system.get_texture_handle(name, m_thread_info))
         , m_footprint(footprint)
     {
         m_options.fill = kFill;
         m_options.mipmode = mip_mode(modes.mip);
         m_options.interpmode = interp_mode(modes.interp);
-        m_options.swrap = static_cast<TextureOpt::Wrap>(modes.swrap);
-        m_options.twrap = static_cast<TextureOpt::Wrap>(modes.twrap);
+        m_options.swrap = wrap_mode(modes.swrap);
+        m_options.twrap = wrap_mode(modes.twrap);
         m_options.sblur = m_options.tblur = footprint.blur;
     }
 
@@ -114,13 +136,14 @@ public:
     {
         m_options.firstchannel = first_channel;
         Footprint const& at = m_footprint;
-        return m_system.texture(m_name, m_options, at.s, at.t, at.dsdx, at.dtdx, at.dsdy, at.dtdy, count,
-                                result, nullptr, nullptr);
+        return m_system.texture(m_file, m_thread_info, m_options, at.s, at.t, at.dsdx, at.dtdx, at.dsdy,
+                                at.dtdy, count, result, nullptr, nullptr);
     }
 
 private:
     OIIO::TextureSystem& m_system;
-    UniqueString m_name;
+    OIIO::TextureSystem::Perthread* m_thread_info;
+    OIIO::TextureSystem::TextureHandle* m_file;
     Footprint const& m_footprint;
     TextureOpt m_options;
 };

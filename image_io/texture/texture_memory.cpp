@@ -1,7 +1,5 @@
 // The cache's memory, read out of OpenImageIO's statistics text: no attribute tells it.
 
-#include <OpenImageIO/texture.h>
-
 #include <optional>
 
 #include "host/gmath/gmath_units.h"
@@ -57,14 +55,6 @@ unsigned long long whole_bytes(double bytes)
 }
 
 }  // namespace
-
-CoreString ImageIOTextureStream::get_stats(int level)
-{
-    return guarded(CoreString(), [level] {
-        ImageIOTextureStream* const stream = get_texture_stream();
-        return stream ? CoreString(stream->m_texture_system->getstats(level, true).c_str()) : CoreString();
-    });
-}
 
 CoreString ImageIOTextureStream::get_peak_cache_memory()
 {

@@ -191,4 +191,17 @@ TEST(CheckedImageOutput, RefusesShapesThatNoWriterShouldSee)
     }
 }
 
+TEST(CheckedImageOutput, RefusesOriginsThatTakeAWriterOutOfItsMemory)
+{
+    TempDir const folder;
+    for (char const* name : {"a.gif", "a.dpx", "a.rla", "a.webp"})
+        for (auto const& [x, y] : {std::pair(-1, 0), {0, 5}}) {
+            auto const output = CheckedImageOutput::make(folder.file(name));
+            ASSERT_NE(output, nullptr);
+            EXPECT_FALSE(output->open(folder.file(name), picture_spec(4, 3, 3, TypeDesc::UINT8, x, y)));
+            EXPECT_EQ(output->geterror(), "files of this format begin at pixel (0, 0)");
+        }
+    EXPECT_TRUE(open_file(folder.file("a.gif"), 3)->close());
+}
+
 }  // namespace

@@ -72,6 +72,15 @@ TEST(EventTable, IdentifiersAreKnownWhileCompiling)
     EXPECT_EQ(zv_image_io::event_id("any other name"), reference_id("any other name"));
 }
 
+TEST(EventTable, KnowsItsOwnNamesAlone)
+{
+    for (auto const& event : kEvents)
+        EXPECT_TRUE(zv_image_io::is_event(event.name)) << event.name;
+    EXPECT_FALSE(zv_image_io::is_event("EVT_ID_NOBODY_KNOWS"));
+    EXPECT_FALSE(zv_image_io::is_event("EVT_ID_DESTRO"));
+    EXPECT_FALSE(zv_image_io::is_event(""));
+}
+
 TEST(EventTable, TheLoadedModuleHasNotedEveryPair)
 {
     zv_test::LogCapture log;

@@ -156,6 +156,23 @@ TEST(SaveImage, FailedWriteClosesTheFileAndIsLoggedOnce)
               (Calls{"open 47 by 33, 1 channels of float", "write_image float", "close", "destroy"}));
 }
 
+TEST(SaveImage, AFileThatIsNotWholeGoesAwayUnlessItWasThereBefore)
+{
+    TempDir const folder;
+    WriteScript script;
+    script.write = WriteScript::REFUSE;
+    script.makes_file = true;
+    ScriptedFile const fresh(folder, script, "fresh.zvs"), old(folder, script, "old.zvs");
+    zv_test::write_bytes(old.path(), {'o', 'l', 'd'});
+    LogCapture const log;
+
+    EXPECT_FALSE(save_bytes(fresh.path(), 1));
+    EXPECT_FALSE(save_bytes(old.path(), 1));
+
+    EXPECT_FALSE(std::filesystem::exists(fresh.path()));
+    EXPECT_TRUE(std::filesystem::exists(old.path()));
+}
+
 TEST(SaveImage, ResultOfCloseDoesNotCount)
 {
     TempDir const folder;

@@ -29,6 +29,8 @@ cmake -S "$source/tests/install/consumer" -B "$work/cmake" -DCMAKE_PREFIX_PATH="
 cmake --build "$work/cmake" >"$work/build.log" 2>&1 || { cat "$work/build.log"; exit 1; }
 "$work/cmake/surface" "$work/a.png"
 "$work/cmake/embedding" "$work/a.png"
+"$work/cmake/renderer" "$work/a.png" "$work/frame.exr"
+"$prefix/bin/zvio" verify "$work/frame.exr"
 
 step "pkg-config"
 export PKG_CONFIG_PATH="$libraries/pkgconfig${PKG_CONFIG_PATH:+:$PKG_CONFIG_PATH}"
@@ -40,6 +42,12 @@ test "$(pkg-config --modversion zv_image_io)" = "$("$prefix/bin/zvio" --version 
 
 step "the example of the README is the one that was built"
 sed -n '/^```cpp$/,/^```$/p' "$source/README.md" | sed '1d;$d' | diff - "$source/tests/install/consumer/embedding.cpp"
+
+step "the renderer of the documentation is the one that was built"
+sed -n '/^```cpp$/,/^```$/p' "$source/docs/embedding.md" | sed '1d;$d' | diff - "$source/tests/install/consumer/renderer.cpp"
+
+step "every operation has a test, and docs/api.md lists them all"
+"$source/scripts/api-table" | diff "$source/docs/api.md" -
 
 step "headers compile by themselves"
 includes="$(pkg-config --cflags zv_image_io)"

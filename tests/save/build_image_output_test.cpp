@@ -319,6 +319,20 @@ TEST_F(BuildImageOutput, PathsThatCannotBeWrittenAreAFailedOpen)
     EXPECT_TRUE(std::filesystem::is_directory(folder.file("folder.tif")));
 }
 
+TEST_F(BuildImageOutput, FormatsThatAreWrittenAtOnceAreAFailedOpen)
+{
+    for (char const* name : {"a.iff", "a.jp2"}) {
+        std::string const path = folder.file(name);
+        LogCapture const log;
+
+        EXPECT_EQ(build(path, {"r", "g", "b"}), nullptr);
+
+        EXPECT_EQ(log.lines(), (Lines{{1, "Error while opening '" + path + "'.\n"},
+                                      {1, "OpenImageIO error: files of this format are written at once\n"}}));
+        EXPECT_FALSE(std::filesystem::exists(path));
+    }
+}
+
 TEST_F(BuildImageOutput, RefusedShapesLeaveNoFile)
 {
     LogCapture const log;

@@ -94,7 +94,8 @@ protected:
 
 Names const kColoursAndLayers{"r", "g", "b", "a", "diffuse.r", "depth", "diffuse.g"};
 
-/// Of a writer that takes two channels, for all simple formats: the extension chooses the writer, not the format.
+/// Of a writer that takes two channels, for all simple formats: the extension chooses the writer, not the
+/// format.
 std::string extension_of(Format::Save format)
 {
     if (!holds_layers(format))

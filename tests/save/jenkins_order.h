@@ -6,8 +6,9 @@
 
 namespace zv_test {
 
-/// The order in which the application's table walks more than 256 distinct keys, told once more: an open-addressed array
-/// with the one-at-a-time hash, 257 slots at first, grown by 1.8 of itself whenever more than 0.8 of it is taken.
+/// The order in which the application's table walks more than 256 distinct keys, told once more: an
+/// open-addressed array with the one-at-a-time hash, 257 slots at first, grown by 1.8 of itself whenever more
+/// than 0.8 of it is taken.
 class JenkinsSlots {
 public:
     explicit JenkinsSlots(std::size_t slot_count)

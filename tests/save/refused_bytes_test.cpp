@@ -16,7 +16,8 @@
 #include "tests/support/log_capture.h"
 #include "tests/support/temp_dir.h"
 
-// A byte that does not arrive is never a success, wherever in the file it is and whatever the format's writer thinks.
+// A byte that does not arrive is never a success, wherever in the file it is and whatever the format's writer
+// thinks.
 
 namespace {
 

@@ -11,8 +11,9 @@
 #include "tests/support/log_capture.h"
 #include "tests/support/temp_dir.h"
 
-// From a canvas in memory to a file, read back with OpenImageIO alone. What a format cannot hold is lost in one named
-// step: from 0 to 1 a file of 8 bits has 255 of them, one of 16 bits 65535; halfs and floats hold the samples exactly.
+// From a canvas in memory to a file, read back with OpenImageIO alone. What a format cannot hold is lost in
+// one named step: from 0 to 1 a file of 8 bits has 255 of them, one of 16 bits 65535; halfs and floats hold
+// the samples exactly.
 
 namespace {
 

@@ -22,8 +22,8 @@ struct CanvasShape {
     GMathVec4<int> display_window = GMathVec4<int>(0, 0, 0, 0);
 };
 
-/// A canvas in memory whose samples are told by a function: `encoded` ones, or one's own. 32-bit canvases hold floats,
-/// 8 and 16-bit ones integers.
+/// A canvas in memory whose samples are told by a function: `encoded` ones, or one's own. 32-bit canvases
+/// hold floats, 8 and 16-bit ones integers.
 class TestCanvas {
 public:
     explicit TestCanvas(CanvasShape const& shape = {}, Sample const& sample = encoded);

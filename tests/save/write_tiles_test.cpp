@@ -289,8 +289,8 @@ TEST(SaveTiledRegion, ChannelsThatDoNotFitTheFileAreAFailure)
 
 // Colours
 
-/// What becomes of one whole tile, told once more: the pass over alpha takes four floats a pixel, as far as the buffer
-/// reaches, whatever the number of channels.
+/// What becomes of one whole tile, told once more: the pass over alpha takes four floats a pixel, as far as
+/// the buffer reaches, whatever the number of channels.
 std::vector<float> converted_tile(TestCanvas const& canvas, int edge, int width, int height)
 {
     auto const count = canvas.all_channels().get_count();

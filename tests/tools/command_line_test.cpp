@@ -28,6 +28,14 @@ TEST(ZvioCommandLine, HelpAndVersionGoToStandardOutput)
                                                       {"probe", "--help"},
                                                       {"load", "--help"},
                                                       {"pixels", "--help"},
+                                                      {"convert", "--help"},
+                                                      {"plan", "--help"},
+                                                      {"render", "--help"},
+                                                      {"compare", "--help"},
+                                                      {"verify", "--help"},
+                                                      {"sheet", "--help"},
+                                                      {"name", "--help"},
+                                                      {"name", "layer", "--help"},
                                                       {"formats", "--help"}}) {
         auto const run = run_zvio(arguments);
 
@@ -43,7 +51,8 @@ TEST(ZvioCommandLine, HelpAndVersionGoToStandardOutput)
 
 TEST(ZvioCommandLine, EveryCommandTakesTheCommonOptions)
 {
-    for (char const* command : {"probe", "load", "pixels", "formats"}) {
+    for (char const* command : {"probe", "load", "pixels", "convert", "plan", "render", "compare", "verify",
+                                "sheet", "name", "formats"}) {
         auto const help = run_zvio({command, "--help"});
 
         for (char const* option :
@@ -80,6 +89,62 @@ INSTANTIATE_TEST_SUITE_P(
         MistakeCase{"threads", {"load", "--threads", "0", "a.png"}, "--threads"},
         MistakeCase{"single_channel", {"load", "--single-channel", "4", "a.png"}, "--single-channel"},
         MistakeCase{"repeat", {"load", "--repeat", "wrap,none", "a.png"}, "wrap"},
+        MistakeCase{"nothing_to_convert", {"convert", "-o", "b.png"}, "IN"},
+        MistakeCase{"convert_to_nothing", {"convert", "a.png"}, "--output"},
+        MistakeCase{"unknown_format", {"convert", "--format", "gif", "a.png", "-o", "b.gif"}, "\"gif\""},
+        MistakeCase{"name_without_format", {"convert", "a.png", "-o", "b.dat"}, "tells no format"},
+        MistakeCase{"format_against_name", {"convert", "--format", "png16", "a.exr", "-o", "b.exr"}, "png16"},
+        MistakeCase{"compression", {"convert", "--compression", "lzw", "a.exr", "-o", "b.exr"}, "\"lzw\""},
+        MistakeCase{"level_of_zip", {"convert", "--compression", "zip:4", "a.exr", "-o", "b.exr"}, "zip:4"},
+        MistakeCase{"level", {"convert", "--compression", "dwaa:x", "a.exr", "-o", "b.exr"}, "dwaa:x"},
+        MistakeCase{
+            "negative_level", {"convert", "--compression", "dwaa:-1", "a.exr", "-o", "b.exr"}, "dwaa:-1"},
+        MistakeCase{
+            "target_space", {"convert", "--color-space", "none such", "a.exr", "-o", "b.exr"}, "none such"},
+        MistakeCase{
+            "input_space", {"convert", "--input-space", "none such", "a.exr", "-o", "b.exr"}, "none such"},
+        MistakeCase{"crop", {"convert", "--crop", "0,0,1", "a.exr", "-o", "b.exr"}, "\"0,0,1\""},
+        MistakeCase{"crop_words", {"convert", "--crop", "0,0,a,b", "a.exr", "-o", "b.exr"}, "0,0,a,b"},
+        MistakeCase{"aspect", {"convert", "--pixel-aspect", "0", "a.exr", "-o", "b.exr"}, "--pixel-aspect"},
+        MistakeCase{
+            "metadata", {"convert", "--metadata", "a 1\nb x", "a.exr", "-o", "b.exr"}, "line 2, column 3"},
+        MistakeCase{"frames", {"convert", "--frames", "4-1", "a.####.exr", "-o", "b.####.exr"}, "4-1"},
+        MistakeCase{
+            "frame_step", {"convert", "--frames", "1-4x0", "a.####.exr", "-o", "b.####.exr"}, "1-4x0"},
+        MistakeCase{"two_into_one", {"convert", "a.exr", "b.exr", "-o", "c.exr"}, "more than one file"},
+        MistakeCase{
+            "no_such_sequence", {"convert", "nothing.####.exr", "-o", "c.####.exr"}, "nothing.####.exr"},
+        MistakeCase{"no_such_pattern", {"convert", "nothing*.exr", "-o", "c.exr"}, "nothing*.exr"},
+        MistakeCase{"no_frame_number", {"convert", "a.exr", "-o", "c.####.exr"}, "no frame number"},
+        MistakeCase{"plan_format", {"plan", "a.png", "-o", "b.dat"}, "tells no format"},
+        MistakeCase{"render_size", {"render", "--size", "10x", "-o", "b.exr"}, "--size"},
+        MistakeCase{"render_no_size", {"render", "--size", "0", "-o", "b.exr"}, "--size"},
+        MistakeCase{"render_bucket", {"render", "--bucket", "big", "-o", "b.exr"}, "--bucket"},
+        MistakeCase{"render_order", {"render", "--order", "zigzag", "-o", "b.exr"}, "--order"},
+        MistakeCase{"render_aovs", {"render", "--aovs", "-1", "-o", "b.exr"}, "--aovs"},
+        MistakeCase{"render_simple_format", {"render", "-o", "b.png"}, "OpenEXR or TIFF"},
+        MistakeCase{"lines_out_of_order",
+                    {"render", "--scanline", "--order", "spiral", "-o", "b.exr"},
+                    "--order rows"},
+        MistakeCase{
+            "narrow_bucket", {"render", "--scanline", "--bucket", "64", "-o", "b.exr"}, "at least 640"},
+        MistakeCase{"half_tiles", {"render", "--bucket", "96x64", "-o", "b.exr"}, "whole tiles"},
+        MistakeCase{"half_tiles_down", {"render", "--bucket", "64x32", "-o", "b.exr"}, "whole tiles"},
+        MistakeCase{"narrow_tiff", {"render", "--bucket", "64", "-o", "b.tif"}, "at least 640"},
+        MistakeCase{
+            "half_strips", {"render", "--scanline", "--bucket", "640x32", "-o", "b.tif"}, "whole strips"},
+        MistakeCase{"resumed_tiff", {"render", "--resume", "-o", "b.tif"}, "only OpenEXR"},
+        MistakeCase{
+            "resumed_space", {"render", "--resume", "--color-space", "sRGB", "-o", "b.exr"}, "working space"},
+        MistakeCase{"one_file_to_compare", {"compare", "a.png"}, "B"},
+        MistakeCase{"negative_tolerance", {"compare", "--fail", "-1", "a.png", "b.png"}, "--fail"},
+        MistakeCase{"nothing_to_verify", {"verify"}, "FILE"},
+        MistakeCase{"sheet_without_output", {"sheet", "a.png"}, "--output"},
+        MistakeCase{"cell_size", {"sheet", "--cell", "big", "a.png", "-o", "b.png"}, "\"big\""},
+        MistakeCase{"columns", {"sheet", "--columns", "0", "a.png", "-o", "b.png"}, "--columns"},
+        MistakeCase{"name_of_nothing", {"name"}, "subcommand"},
+        MistakeCase{"tile_without_numbers", {"name", "tile", "render."}, "A"},
+        MistakeCase{"no_file_name", {"name", "layer", "", "z"}, "no file name"},
         MistakeCase{"topic", {"formats", "colours"}, "colours"},
         MistakeCase{"colour_space", {"load", "--color-space", "no such space", "a.png"}, "\"no such space\""},
         MistakeCase{"output_space",

@@ -40,6 +40,11 @@ std::vector<std::string> ZvioRun::output_lines() const
 
 ZvioRun run_zvio(std::vector<std::string> const& arguments)
 {
+    return run_zvio(arguments, {});
+}
+
+ZvioRun run_zvio(std::vector<std::string> const& arguments, std::function<void(int process)> const& meanwhile)
+{
     TempDir const folder;
     std::string const output = folder.file("output"), error = folder.file("error");
     std::vector<char*> words = {const_cast<char*>(ZVIO_PATH)};
@@ -57,6 +62,8 @@ ZvioRun run_zvio(std::vector<std::string> const& arguments)
         execv(ZVIO_PATH, words.data());
         _exit(127);
     }
+    if (meanwhile)
+        meanwhile(process);
     int status = 0;
     waitpid(process, &status, 0);
     int const exit_code = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);

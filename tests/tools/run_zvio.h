@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
@@ -18,6 +19,9 @@ struct ZvioRun {
 
 /// Runs zvio with these arguments, without a terminal and without $OCIO.
 ZvioRun run_zvio(std::vector<std::string> const& arguments);
+/// The same; `meanwhile` is called with the process's id once it runs.
+ZvioRun run_zvio(std::vector<std::string> const& arguments,
+                 std::function<void(int process)> const& meanwhile);
 
 /// Codes of the document's warnings, in order.
 std::vector<std::string> warning_codes(nlohmann::json const& document);
