@@ -1,0 +1,124 @@
+#include <filesystem>
+
+#include "tests/save/file_size_limit.h"
+#include "tests/support/log_capture.h"
+#include "tests/torture/save_forms.h"
+#include "tests/torture/sweeps.h"
+
+namespace zv_torture {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+class RefusedSweep : public Sweep {
+public:
+    long long begin(Orders const& orders, Notes&) override
+    {
+        m_folder = orders.folder + "/refused";
+        fs::create_directories(m_folder);
+        for (SaveForm const& form : save_forms())
+            add_form(form);
+        return m_case_count;
+    }
+
+    std::string describe(long long number) const override
+    {
+        Case const found = case_of(number);
+        return row(*found.form) + ", byte " + std::to_string(found.byte) + " of " + std::to_string(found.form->size);
+    }
+
+    void run(long long number, Notes& notes) override
+    {
+        Case const at = case_of(number);
+        std::string const path = m_folder + "/refused" + at.form->form.extension;
+        std::string const row_name = row(*at.form);
+        std::size_t line_count = 0;
+        auto status = ImageIO::SAVING_STATUS_SUCCESS;
+        {
+            zv_test::LogCapture const log(1);
+            zv_test::FileSizeLimit const limit(at.byte);
+            status = m_saver.save(at.form->form, path);
+            line_count = log.lines().size();
+        }
+        check(status, line_count, path, notes, row_name);
+        fs::remove(path);
+        if (number % 16 == 0)
+            check_next_save(at.form->form, path, at.form->size, notes);
+    }
+
+    int cases_a_process() const override { return 4000; }
+
+private:
+    struct Measured {
+        SaveForm form;
+        std::size_t size = 0;
+        long long first_case = 0;
+    };
+    struct Case {
+        Measured const* form;
+        std::size_t byte;
+    };
+
+    void add_form(SaveForm const& form)
+    {
+        std::string const path = m_folder + "/whole" + form.extension;
+        zv_test::LogCapture const log(1);
+        if (m_saver.save(form, path) != ImageIO::SAVING_STATUS_SUCCESS) {
+            std::string const reason = log.lines().empty() ? "" : log.lines().front().text;
+            throw std::runtime_error("cannot save " + form.name + (form.in_regions ? " in regions: " : ": ") + reason);
+        }
+        std::size_t const size = fs::file_size(path);
+        m_forms.push_back({form, size, m_case_count});
+        m_case_count += static_cast<long long>(size);
+        fs::remove(path);
+    }
+
+    Case case_of(long long number) const
+    {
+        auto form = m_forms.end() - 1;
+        while (form->first_case > number)
+            --form;
+        return {&*form, std::size_t(number - form->first_case)};
+    }
+
+    static std::string row(Measured const& measured)
+    {
+        return "refused byte: " + measured.form.name + (measured.form.in_regions ? ", regions" : ", whole");
+    }
+
+    static void check(ImageIO::SavingStatus status, std::size_t line_count, std::string const& path, Notes& notes,
+                      std::string const& row_name)
+    {
+        if (status == ImageIO::SAVING_STATUS_SUCCESS)
+            notes.fault(std::string("false success  [") + notes.what + "]");
+        else if (line_count == 0)
+            notes.fault(std::string("a failure without a word  [") + notes.what + "]");
+        else if (fs::exists(path))
+            notes.fault(std::string("a broken file was left  [") + notes.what + "]");
+        else
+            notes.count(row_name, "refused, told and removed");
+    }
+
+    void check_next_save(SaveForm const& form, std::string const& path, std::size_t size, Notes& notes)
+    {
+        auto const status = m_saver.save(form, path);
+        if (status != ImageIO::SAVING_STATUS_SUCCESS || fs::file_size(path) != size)
+            notes.fault(std::string("the next save does not work  [") + notes.what + "]");
+        fs::remove(path);
+    }
+
+    std::string m_folder;
+    FormSaver m_saver;
+    std::vector<Measured> m_forms;
+    long long m_case_count = 0;
+};
+
+}  // namespace
+
+std::unique_ptr<Sweep> make_refused_sweep()
+{
+    return std::make_unique<RefusedSweep>();
+}
+
+}  // namespace zv_torture

@@ -1,0 +1,43 @@
+#include "tests/torture/report.h"
+
+#include <iostream>
+
+namespace zv_torture {
+
+void print_heading(Orders const& orders)
+{
+    std::cout << "Seed " << orders.seed << "\n\n| Tried | What came out |\n|---|---|" << std::endl;
+}
+
+void print_result(std::string const& sweep, Result const& result)
+{
+    std::cout << "| **" << sweep << "**: " << result.cases << " cases";
+    if (result.all_cases < 1000000)
+        std::cout << " of " << result.all_cases;
+    std::cout << " in " << result.processes << " processes | " << result.faults.size() << " faults of ours, ";
+    int library_ends = 0;
+    for (auto const& [text, end] : result.library_ends)
+        library_ends += end.count;
+    std::cout << library_ends << " ends by a library |\n";
+    for (auto const& [row, outcomes] : result.rows) {
+        std::cout << "| " << row << " | ";
+        char const* separator = "";
+        for (auto const& [outcome, count] : outcomes) {
+            std::cout << separator << count << " " << outcome;
+            separator = ", ";
+        }
+        std::cout << " |\n";
+    }
+    for (auto const& [text, end] : result.library_ends)
+        std::cout << "| " << text << " | " << end.count << " times; " << end.example << " |\n";
+    for (std::string const& fault : result.faults)
+        std::cout << "| FAULT | " << fault << " |\n";
+    std::cout << std::flush;
+}
+
+void print_verdict(bool is_good)
+{
+    std::cout << "\n" << (is_good ? "No fault of ours." : "There are faults of ours.") << std::endl;
+}
+
+}  // namespace zv_torture

@@ -1,0 +1,15 @@
+#pragma once
+
+#include <string>
+
+#include "tests/torture/driver.h"
+
+namespace zv_torture {
+
+// The table that a run prints, as Markdown.
+
+void print_heading(Orders const& orders);
+void print_result(std::string const& sweep, Result const& result);
+void print_verdict(bool is_good);
+
+}  // namespace zv_torture

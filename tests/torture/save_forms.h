@@ -1,0 +1,42 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "host/of/of_app.h"
+#include "image_io/frame/image_io.h"
+#include "image_io/save/image_save_options.h"
+#include "tests/save/test_canvas.h"
+
+namespace zv_torture {
+
+/// A way to save: a format, its sample type, lines or tiles, and whether the picture comes whole or region by region.
+struct SaveForm {
+    std::string name;
+    std::string extension;
+    ImageIOFileFormat::Save format = ImageIOFileFormat::SAVE_UNKNOWN;
+    ImageIOFileFormat::OpenExrCompressionMethod compression = ImageIOFileFormat::COMPRESSION_NONE;
+    int tiling_mode = 0;
+    bool in_regions = false;
+};
+
+/// Every format, every OpenEXR compression, lines and tiles, whole and in regions.
+std::vector<SaveForm> save_forms();
+
+/// A small picture with a layer, and what it takes to save it in any form.
+class FormSaver {
+public:
+    FormSaver();
+
+    /// The largest status of all that was done.
+    ImageIO::SavingStatus save(SaveForm const& form, std::string const& path);
+
+private:
+    ImageIO::SavingStatus save_in_regions(SaveForm const& form, ImageSaveOptions const& options,
+                                          std::string const& path);
+
+    OfApp m_app;
+    zv_test::TestCanvas m_canvas;
+};
+
+}  // namespace zv_torture

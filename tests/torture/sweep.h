@@ -1,0 +1,41 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "tests/torture/notes.h"
+
+namespace zv_torture {
+
+/// What a child is told.
+struct Orders {
+    std::string folder;          // of the run: files that are shared, and the child's own
+    std::string corpus;          // pictures of one's own to damage; may be empty
+    unsigned long long seed = 1;
+    int seconds = 0;             // how long a case may go on that knows no other end
+};
+
+/// A kind of trial, in numbered cases. All of it but `prepare` runs in child processes.
+class Sweep {
+public:
+    virtual ~Sweep() = default;
+
+    /// Makes the files that all children share; in the parent's folder, but in a child of its own.
+    virtual void prepare(Orders const&, Notes&) {}
+    /// What every child does first. Gives the number of cases.
+    virtual long long begin(Orders const& orders, Notes& notes) = 0;
+    /// A few words for the report.
+    virtual std::string describe(long long number) const = 0;
+    virtual void run(long long number, Notes& notes) = 0;
+
+    /// How many cases one process takes, and the limits for them: processor seconds a case, address space in megabytes.
+    virtual int cases_a_process() const { return 200; }
+    virtual int processor_seconds() const { return 10; }
+    virtual int memory_megabytes() const { return 0; }
+};
+
+std::unique_ptr<Sweep> make_sweep(std::string const& name);
+std::vector<std::string> sweep_names();
+
+}  // namespace zv_torture
