@@ -1,9 +1,13 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <cstdio>
 #include <exception>
+#include <stdexcept>
 
+#include "host/core/core_log_handler.h"
+#include "tests/torture/allocations.h"
 #include "tests/torture/driver.h"
 #include "tests/torture/ends.h"
 
@@ -31,11 +35,21 @@ void run_case(Sweep& sweep, long long number, Notes& notes)
     }
 }
 
-void run_cases(Sweep& sweep, Notes& notes, long long first, long long count, long long step)
+/// (number * step) % all without an overflow.
+long long number_of(long long number, long long step, long long all)
 {
+    __extension__ using Wide = __int128;
+    return static_cast<long long>(static_cast<Wide>(number) * step % all);
+}
+
+void run_cases(Sweep& sweep, Notes& notes, Share const& share)
+{
+    auto const end = std::chrono::steady_clock::now() + std::chrono::seconds(share.seconds);
     long long const all = notes.case_count;
-    for (long long at = 0; at < count; ++at) {
-        long long const number = static_cast<long long>(__int128(first + at) * step % all);
+    for (long long at = 0; at < share.count; ++at) {
+        if (at > 0 && std::chrono::steady_clock::now() > end)
+            break;
+        long long const number = number_of(share.first + at, share.step, all);
         notes.begin_case(at, sweep.describe(number));
         limit_processor_time(sweep.processor_seconds());
         run_case(sweep, number, notes);
@@ -45,18 +59,22 @@ void run_cases(Sweep& sweep, Notes& notes, long long first, long long count, lon
 
 }  // namespace
 
-void run_child(std::string const& name, Orders const& orders, std::string const& notes_path, long long first,
-               long long count, long long step, bool is_preparation)
+void run_child(std::string const& name, Orders const& orders, std::string const& notes_path, Share const& share)
 {
     SharedNotes const notes(notes_path);
     try {
         watch_ends(*notes);
+        if (!std::freopen("/dev/null", "w", stderr))  // the libraries' own words
+            throw std::runtime_error("cannot silence the libraries");
+        // All lines are formed, and nobody reads them.
+        CoreLogHandler::s_main_log_handler.m_level = 3;
+        CoreLogHandler::set_sink([](int, CoreString const&) {});
         auto const sweep = make_sweep(name);
-        if (is_preparation)
+        if (share.is_preparation)
             sweep->prepare(orders, *notes);
         notes->case_count = sweep->begin(orders, *notes);
-        limit_memory(sweep->memory_megabytes());
-        run_cases(*sweep, *notes, first, count, step);
+        share.is_guarded ? guard_allocations() : limit_memory(sweep->memory_megabytes());
+        run_cases(*sweep, *notes, share);
         notes->is_done = true;
     } catch (std::exception const& exception) {
         notes->fault("no start: " + std::string(exception.what()));

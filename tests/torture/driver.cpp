@@ -47,6 +47,7 @@ public:
         long long const step = spread(all);
         for (long long done = 0; done < count && Clock::now() < end && is_worth_going_on();) {
             long long const size = std::min<long long>(m_limits->cases_a_process(), count - done);
+            m_seconds_left = std::chrono::duration_cast<std::chrono::seconds>(end - Clock::now()).count() + 1;
             long long const ran = run_batch({done, size, step}, false);
             done += std::max(ran, 1ll);
         }
@@ -78,24 +79,25 @@ private:
         if (is_preparation)
             m_result.all_cases = notes->case_count;
         long long const ran = notes->position + 1;
-        if (notes->is_done) {
-            m_result.cases += batch.count;
-            return batch.count;
-        }
         m_result.cases += ran;
+        if (notes->is_done)
+            return ran;
         judge(*notes, was_stuck, batch, is_preparation);
         return ran;
     }
 
     /// True if the child had to be ended.
-    bool spawn_and_wait(Batch const& batch, std::string const& path, Notes const& notes, bool is_preparation)
+    bool spawn_and_wait(Batch const& batch, std::string const& path, Notes const& notes, bool is_preparation,
+                        bool is_guarded = false)
     {
         std::vector<std::string> words = {"zv_torture", "--child", m_sweep, "--notes", path,
             "--folder", m_orders.folder, "--corpus", m_orders.corpus, "--seed", std::to_string(m_orders.seed),
             "--seconds", std::to_string(m_orders.seconds), "--first", std::to_string(batch.first),
-            "--count", std::to_string(batch.count), "--step", std::to_string(batch.step)};
+            "--count", std::to_string(batch.count), "--seconds-left", std::to_string(m_seconds_left), "--step", std::to_string(batch.step)};
         if (is_preparation)
             words.push_back("--prepare");
+        if (is_guarded)
+            words.push_back("--guarded");
         std::vector<char*> arguments;
         for (std::string& word : words)
             arguments.push_back(word.data());
@@ -154,27 +156,42 @@ private:
     void judge(Notes const& notes, bool was_stuck, Batch const& batch, bool is_preparation)
     {
         std::string const text = end_text(notes, was_stuck, m_signal);
-        bool const is_librarys = notes.end_kind != END_NONE && !notes.end_is_ours && !was_stuck;
-        if (is_librarys && !is_preparation) {
-            LibraryEnd& end = m_result.library_ends[text];
+        bool is_librarys = notes.end_kind != END_NONE && !notes.end_is_ours && !was_stuck;
+        if (is_preparation || notes.position < 0) {
+            m_result.faults.push_back(text + "  [" + notes.what + "]");
+            return;
+        }
+        std::string const text_alone = run_alone(batch, notes.position, false, is_librarys);
+        m_result.rows["cases run again alone"][text_alone.empty() ? "passed" : "ended again"] += 1;
+        std::string found = text;
+        // Whoever needs memory finds the heap that another has spoilt: with guarded memory the other one is found.
+        if (!is_librarys) {
+            std::string const guarded = run_alone(batch, notes.position, true, is_librarys);
+            if (!guarded.empty())
+                found = guarded;
+        }
+        if (is_librarys) {
+            LibraryEnd& end = m_result.library_ends[found];
             ++end.count;
             end.example = notes.what;
         } else {
-            m_result.faults.push_back(text + "  [" + notes.what + "]");
+            m_result.faults.push_back(found + "  [" + notes.what + "]");
         }
-        if (!is_preparation && batch.count > 1 && notes.position >= 0)
-            m_result.rows["cases run again alone"][ends_alone(batch, notes.position) ? "ended again" : "passed"] += 1;
     }
 
-    /// The same case in a process of its own: whether it is the case, or what came before it.
-    bool ends_alone(Batch const& batch, long long position)
+    /// The same case in a process of its own: how it ended, or nothing if it did not end early.
+    std::string run_alone(Batch const& batch, long long position, bool is_guarded, bool& is_librarys)
     {
         std::string const path = m_orders.folder + "/notes_alone";
         std::filesystem::remove(path);
         SharedNotes const notes(path);
-        spawn_and_wait({batch.first + position, 1, batch.step}, path, *notes, false);
+        bool const was_stuck =
+            spawn_and_wait({batch.first + position, 1, batch.step}, path, *notes, false, is_guarded);
         ++m_result.processes;
-        return !notes->is_done;
+        if (notes->is_done)
+            return {};
+        is_librarys = notes->end_kind != END_NONE && !notes->end_is_ours && !was_stuck;
+        return end_text(*notes, was_stuck, m_signal);
     }
 
     std::string m_sweep;
@@ -182,6 +199,7 @@ private:
     std::unique_ptr<Sweep> m_limits;
     Result m_result;
     int m_signal = 0;
+    long long m_seconds_left = 1;
 };
 
 }  // namespace

@@ -30,8 +30,16 @@ struct Result {
 /// do not fit. A case that ends its process is run again alone, and those behind it in a new process.
 Result drive(std::string const& sweep, Orders const& orders, std::chrono::seconds time, long long most_cases = -1);
 
+/// A child's part of the cases: those numbered `first` to below `first + count`, times `step`, until the time is over.
+struct Share {
+    long long first = 0, count = 0, step = 1;
+    long long seconds = 0;
+    bool is_preparation = false;
+    bool is_guarded = false;  // with guarded memory, and without a limit of it
+};
+
 /// The other side: a child of `drive`. Never returns.
 [[noreturn]] void run_child(std::string const& sweep, Orders const& orders, std::string const& notes_path,
-                            long long first, long long count, long long step, bool is_preparation);
+                            Share const& share);
 
 }  // namespace zv_torture

@@ -83,7 +83,7 @@ public:
             load(path, m_options[set], notes);
         load_plate(path, notes);
         if (count_open_files() > open_files_before)
-            notes.count(kRow, "file left open by a reader");
+            notes.count(kRow, "left open: " + fs::path(source(number)).extension().string());
     }
 
     int memory_megabytes() const override { return 8192; }

@@ -22,8 +22,7 @@ struct Arguments {
     std::vector<std::string> sweeps;
     // Of a child.
     std::string child, notes;
-    long long first = 0, count = 0, step = 1;
-    bool is_preparation = false;
+    Share share;
 };
 
 Arguments parse(int count, char** words)
@@ -55,13 +54,17 @@ Arguments parse(int count, char** words)
         else if (word == "--notes")
             result.notes = value();
         else if (word == "--first")
-            result.first = std::stoll(value());
+            result.share.first = std::stoll(value());
         else if (word == "--count")
-            result.count = std::stoll(value());
+            result.share.count = std::stoll(value());
         else if (word == "--step")
-            result.step = std::stoll(value());
+            result.share.step = std::stoll(value());
+        else if (word == "--seconds-left")
+            result.share.seconds = std::stoll(value());
         else if (word == "--prepare")
-            result.is_preparation = true;
+            result.share.is_preparation = true;
+        else if (word == "--guarded")
+            result.share.is_guarded = true;
         else if (word[0] != '-')
             result.sweeps.push_back(word);
         else
@@ -129,8 +132,7 @@ try {
     using namespace zv_torture;
     Arguments const arguments = parse(count, words);
     if (!arguments.child.empty())
-        run_child(arguments.child, arguments.orders, arguments.notes, arguments.first, arguments.count, arguments.step,
-                  arguments.is_preparation);
+        run_child(arguments.child, arguments.orders, arguments.notes, arguments.share);
     return run_sweeps(arguments);
 } catch (std::exception const& exception) {
     std::cerr << "zv_torture: " << exception.what() << "\n";

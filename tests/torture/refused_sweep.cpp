@@ -25,7 +25,7 @@ public:
     std::string describe(long long number) const override
     {
         Case const found = case_of(number);
-        return row(*found.form) + ", byte " + std::to_string(found.byte) + " of " + std::to_string(found.form->size);
+        return found.form->form.name + ", " + row(*found.form) + ", byte " + std::to_string(found.byte) + " of " + std::to_string(found.form->size);
     }
 
     void run(long long number, Notes& notes) override
@@ -84,7 +84,7 @@ private:
 
     static std::string row(Measured const& measured)
     {
-        return "refused byte: " + measured.form.name + (measured.form.in_regions ? ", regions" : ", whole");
+        return "refused byte: " + measured.form.group + (measured.form.in_regions ? ", regions" : ", whole");
     }
 
     static void check(ImageIO::SavingStatus status, std::size_t line_count, std::string const& path, Notes& notes,

@@ -14,13 +14,14 @@ using Format = ImageIOFileFormat;
 constexpr int kWidth = 70, kHeight = 97, kTile = 16;
 constexpr int kBlock = 32;  // strips of TIFF, whole tiles, whole blocks of most compressions
 
-zv_test::CanvasShape shape()
+zv_test::CanvasShape shape(bool has_alpha)
 {
     zv_test::CanvasShape result;
     result.width = kWidth;
     result.height = kHeight;
     result.tile = kTile;
     result.channels = {"r", "g", "b", "a"};
+    result.channels.resize(has_alpha ? 4 : 3);
     return result;
 }
 
@@ -33,7 +34,9 @@ void add_exr_forms(std::vector<SaveForm>& forms)
                     auto const compression = Format::OpenExrCompressionMethod(method);
                     std::string const name = std::string(Format::get_short_name(format)) + " " +
                                              Format::get_short_name(compression) + (tiling_mode ? " tiles" : " lines");
-                    forms.push_back({name, ".exr", format, compression, tiling_mode, in_regions});
+                    std::string const group = std::string(Format::get_short_name(format)) +
+                                              (tiling_mode ? " tiles" : " lines");
+                    forms.push_back({name, group, ".exr", format, compression, tiling_mode, in_regions});
                 }
 }
 
@@ -41,16 +44,16 @@ void add_exr_forms(std::vector<SaveForm>& forms)
 
 std::vector<SaveForm> save_forms()
 {
-    std::vector<SaveForm> forms = {{"jpg", ".jpg", Format::SAVE_JPEG},     {"bmp", ".bmp", Format::SAVE_BMP},
-                                   {"tga", ".tga", Format::SAVE_TARGA},    {"png8", ".png", Format::SAVE_PNG8},
-                                   {"png16", ".png", Format::SAVE_PNG16}};
+    std::vector<SaveForm> forms = {{"jpg", "jpg", ".jpg", Format::SAVE_JPEG},     {"bmp", "bmp", ".bmp", Format::SAVE_BMP},
+                                   {"tga", "tga", ".tga", Format::SAVE_TARGA},    {"png8", "png8", ".png", Format::SAVE_PNG8},
+                                   {"png16", "png16", ".png", Format::SAVE_PNG16}};
     for (bool in_regions : {false, true}) {
         for (Format::Save format : {Format::SAVE_TIFF8, Format::SAVE_TIFF16, Format::SAVE_TIFF32})
             for (int tiling_mode : {0, 1})
-                forms.push_back({std::string(Format::get_short_name(format)) + (tiling_mode ? " tiles" : " strips"), ".tif",
-                                 format, Format::COMPRESSION_NONE, tiling_mode, in_regions});
+                forms.push_back({Format::get_short_name(format), tiling_mode ? "tiff tiles" : "tiff strips", ".tif", format,
+                                 Format::COMPRESSION_NONE, tiling_mode, in_regions});
         for (char const* extension : {"hdr", "png", "jpg"})
-            forms.push_back({std::string("unknown ") + extension, std::string(".") + extension, Format::SAVE_UNKNOWN,
+            forms.push_back({std::string("unknown ") + extension, "unknown format", std::string(".") + extension, Format::SAVE_UNKNOWN,
                              Format::COMPRESSION_NONE, 0, in_regions});
     }
     add_exr_forms(forms);
@@ -58,29 +61,31 @@ std::vector<SaveForm> save_forms()
 }
 
 FormSaver::FormSaver()
-    : m_canvas(shape())
+    : m_canvas(shape(true))
+    , m_opaque_canvas(shape(false))
 {
 }
 
 ImageIO::SavingStatus FormSaver::save(SaveForm const& form, std::string const& path)
 {
     m_app.tiling_mode = form.tiling_mode;
+    zv_test::TestCanvas const& canvas = form.extension == ".hdr" ? m_opaque_canvas : m_canvas;
     ImageSaveOptions options;
     options.format = form.format;
     options.compression = form.compression;
     options.color_space = "sRGB";
     if (form.in_regions)
-        return save_in_regions(form, options, path);
-    return ImageIO::save(path.c_str(), options, m_canvas.canvas(), &m_app, nullptr, nullptr);
+        return save_in_regions(form, canvas, options, path);
+    return ImageIO::save(path.c_str(), options, canvas.canvas(), &m_app, nullptr, nullptr);
 }
 
-ImageIO::SavingStatus FormSaver::save_in_regions(SaveForm const& form, ImageSaveOptions const& options,
-                                                 std::string const& path)
+ImageIO::SavingStatus FormSaver::save_in_regions(SaveForm const& form, zv_test::TestCanvas const& canvas,
+                                                 ImageSaveOptions const& options, std::string const& path)
 {
     ImageIOOutputs outputs;
-    ImageEvalContext context = m_canvas.context();
-    auto status = ImageIOSave::build_outputs(&m_app, options, path.c_str(), &m_canvas.map(), m_canvas.data_window(),
-                                             m_canvas.canvas_rectangle(), outputs);
+    ImageEvalContext context = canvas.context();
+    auto status = ImageIOSave::build_outputs(&m_app, options, path.c_str(), &canvas.map(), canvas.data_window(),
+                                             canvas.canvas_rectangle(), outputs);
     if (status != ImageIO::SAVING_STATUS_SUCCESS)
         return status;
     int const block_width = form.tiling_mode ? kBlock : kWidth;

@@ -13,6 +13,7 @@ namespace zv_torture {
 /// A way to save: a format, its sample type, lines or tiles, and whether the picture comes whole or region by region.
 struct SaveForm {
     std::string name;
+    std::string group;  // the same for all compressions
     std::string extension;
     ImageIOFileFormat::Save format = ImageIOFileFormat::SAVE_UNKNOWN;
     ImageIOFileFormat::OpenExrCompressionMethod compression = ImageIOFileFormat::COMPRESSION_NONE;
@@ -32,11 +33,11 @@ public:
     ImageIO::SavingStatus save(SaveForm const& form, std::string const& path);
 
 private:
-    ImageIO::SavingStatus save_in_regions(SaveForm const& form, ImageSaveOptions const& options,
-                                          std::string const& path);
+    ImageIO::SavingStatus save_in_regions(SaveForm const& form, zv_test::TestCanvas const& canvas,
+                                          ImageSaveOptions const& options, std::string const& path);
 
     OfApp m_app;
-    zv_test::TestCanvas m_canvas;
+    zv_test::TestCanvas m_canvas, m_opaque_canvas;  // the second for formats without alpha
 };
 
 }  // namespace zv_torture

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+
+namespace zv_torture {
+
+// The program has an allocator of its own in front of the system's. It does nothing special until it is told.
+
+/// Whose code asks for memory: what the C++ library and templates ask counts for who called them.
+enum class Asker : int { OURS, LIBRARY, OTHER };
+
+/// Finds out where the libraries lie in memory; once, before what follows.
+void learn_askers();
+
+/// The `number`-th allocation of `asker` fails from now on, counted from 0, and all that follow if `for_ever`.
+void fail_allocation(Asker asker, long long number, bool for_ever);
+/// Only counts.
+void count_allocations(Asker asker);
+/// Ends both. Gives how many there were.
+long long stop_counting();
+/// Whether one failed since the counting began.
+bool has_failed();
+
+/// Allocations of the module and the host, made while counted, that are not free yet.
+long long live_allocations();
+/// Forgets those that there are.
+void forget_live_allocations();
+
+/// From now on what is 256 bytes or longer ends at a page that nobody may touch: who writes past the end ends the process at
+/// once, and not whoever needs memory next. Freed memory stays out of reach.
+void guard_allocations();
+
+}  // namespace zv_torture
