@@ -1,5 +1,143 @@
+#include <algorithm>
+#include <filesystem>
+
+#include "tests/torture/allocations.h"
+#include "tests/torture/roads.h"
 #include "tests/torture/sweeps.h"
+
 namespace zv_torture {
-std::unique_ptr<Sweep> make_memory_sweep() { return nullptr; }
-std::unique_ptr<Sweep> make_library_memory_sweep() { return nullptr; }
+
+namespace {
+
+namespace fs = std::filesystem;
+
+/// One trial: which allocation of which road fails.
+struct Trial {
+    std::size_t road = 0;
+    bool for_ever = false;
+    long long allocation = 0;
+};
+
+class MemorySweep : public Sweep {
+public:
+    explicit MemorySweep(Asker asker)
+        : m_asker(asker)
+    {
+    }
+
+    void prepare(Orders const& orders, Notes&) override
+    {
+        fs::create_directories(files(orders));
+        make_road_files(files(orders));
+    }
+
+    long long begin(Orders const& orders, Notes& notes) override
+    {
+        learn_askers();
+        m_roads = all_roads(files(orders));
+        long long most = 0;
+        for (Road const& road : m_roads)
+            most = std::max(most, measure(road, notes));
+        return most * 2 * static_cast<long long>(m_roads.size());
+    }
+
+    std::string describe(long long number) const override
+    {
+        Trial const trial = trial_of(number);
+        return m_roads[trial.road].name + ", allocation " + std::to_string(trial.allocation) + " of " +
+               std::to_string(m_counts[trial.road]) + (trial.for_ever ? " and all behind it" : "");
+    }
+
+    void run(long long number, Notes& notes) override
+    {
+        Trial const trial = trial_of(number);
+        Road const& road = m_roads[trial.road];
+        Outcome outcome;
+        forget_live_allocations();
+        fail_allocation(m_asker, trial.allocation, trial.for_ever);
+        try {
+            outcome = road.run();
+        } catch (...) {
+            stop_counting();
+            return notes.fault(std::string("an exception escaped  [") + notes.what + "]");
+        }
+        stop_counting();
+        long long const leaked = live_allocations();
+        forget_live_allocations();
+        check(trial, outcome, leaked, notes);
+    }
+
+    int cases_a_process() const override { return 500; }
+
+private:
+    std::string files(Orders const& orders) const { return orders.folder + "/memory"; }
+
+    /// Runs a road until it has all that it keeps for ever, and notes what it gives and needs.
+    long long measure(Road const& road, Notes& notes)
+    {
+        for (int i = 0; i < 2; ++i)
+            road.run();
+        forget_live_allocations();
+        count_allocations(m_asker);
+        m_outcomes.push_back(road.run());
+        m_counts.push_back(stop_counting());
+        if (live_allocations() != 0)
+            notes.fault("a clean run keeps " + std::to_string(live_allocations()) + " allocations  [" + road.name + "]");
+        forget_live_allocations();
+        return m_counts.back();
+    }
+
+    /// As many trials for each road; short roads come to each allocation several times.
+    Trial trial_of(long long number) const
+    {
+        Trial trial;
+        trial.road = std::size_t(number) % m_roads.size();
+        long long const rest = number / static_cast<long long>(m_roads.size());
+        trial.for_ever = rest % 2 == 1;
+        trial.allocation = rest / 2 % std::max(m_counts[trial.road], 1ll);
+        return trial;
+    }
+
+    static std::string row(Road const& road)
+    {
+        return "failing memory: " + road.name.substr(0, road.name.find(' '));
+    }
+
+    void check(Trial const& trial, Outcome const& outcome, long long leaked, Notes& notes)
+    {
+        Road const& road = m_roads[trial.road];
+        Outcome const& wanted = m_outcomes[trial.road];
+        std::string const what = std::string("  [") + notes.what + "]";
+        if (m_asker == Asker::OURS && leaked > 0)
+            notes.fault("a leak of " + std::to_string(leaked) + " allocations" + what);
+        if (outcome.claims_success && outcome != wanted)
+            notes.fault("false success" + what);
+        if (road.run() != wanted)
+            notes.fault("the next run is another" + what);
+        if (!has_failed())
+            notes.count(row(road), "allocation did not come");
+        else if (outcome == wanted)
+            notes.count(row(road), "done without it");
+        else
+            notes.count(row(road), outcome.claims_success ? "false success" : "a failure value");
+    }
+
+    Asker m_asker;
+    std::vector<Road> m_roads;
+    std::vector<Outcome> m_outcomes;
+    std::vector<long long> m_counts;
+};
+
+}  // namespace
+
+std::unique_ptr<Sweep> make_memory_sweep()
+{
+    return std::make_unique<MemorySweep>(Asker::OURS);
 }
+
+std::unique_ptr<Sweep> make_library_memory_sweep()
+{
+    return std::make_unique<MemorySweep>(Asker::LIBRARY);
+}
+
+}  // namespace zv_torture

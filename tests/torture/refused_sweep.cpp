@@ -17,9 +17,10 @@ public:
     {
         m_folder = orders.folder + "/refused";
         fs::create_directories(m_folder);
+        std::size_t largest = 0;
         for (SaveForm const& form : save_forms())
-            add_form(form);
-        return m_case_count;
+            largest = std::max(largest, add_form(form));
+        return static_cast<long long>(largest * m_forms.size());
     }
 
     std::string describe(long long number) const override
@@ -53,14 +54,13 @@ private:
     struct Measured {
         SaveForm form;
         std::size_t size = 0;
-        long long first_case = 0;
     };
     struct Case {
         Measured const* form;
         std::size_t byte;
     };
 
-    void add_form(SaveForm const& form)
+    std::size_t add_form(SaveForm const& form)
     {
         std::string const path = m_folder + "/whole" + form.extension;
         zv_test::LogCapture const log(1);
@@ -69,17 +69,16 @@ private:
             throw std::runtime_error("cannot save " + form.name + (form.in_regions ? " in regions: " : ": ") + reason);
         }
         std::size_t const size = fs::file_size(path);
-        m_forms.push_back({form, size, m_case_count});
-        m_case_count += static_cast<long long>(size);
+        m_forms.push_back({form, size});
         fs::remove(path);
+        return size;
     }
 
+    /// As many cases for each form; of a small file each byte comes several times.
     Case case_of(long long number) const
     {
-        auto form = m_forms.end() - 1;
-        while (form->first_case > number)
-            --form;
-        return {&*form, std::size_t(number - form->first_case)};
+        Measured const& form = m_forms[std::size_t(number) % m_forms.size()];
+        return {&form, std::size_t(number) / m_forms.size() % form.size};
     }
 
     static std::string row(Measured const& measured)
@@ -111,7 +110,6 @@ private:
     std::string m_folder;
     FormSaver m_saver;
     std::vector<Measured> m_forms;
-    long long m_case_count = 0;
 };
 
 }  // namespace

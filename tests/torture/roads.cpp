@@ -1,0 +1,209 @@
+#include "tests/torture/roads.h"
+
+#include <atomic>
+#include <filesystem>
+#include <memory>
+
+#include "host/image/image_canvas.h"
+#include "host/resource/resource_user.h"
+#include "image_io/format/image_io_file_format.h"
+#include "image_io/load/image_header.h"
+#include "image_io/load/image_load_options.h"
+#include "image_io/load/image_load_report.h"
+#include "image_io/plate/plate_image.h"
+#include "image_io/texture/image_io_texture_manager.h"
+#include "image_io/texture/image_io_texture_stream.h"
+#include "tests/support/pictures.h"
+
+namespace zv_torture {
+
+namespace {
+
+namespace fs = std::filesystem;
+using OIIO::TypeDesc;
+
+/// FNV-1a.
+class Digest {
+public:
+    void add(void const* bytes, std::size_t size)
+    {
+        for (std::size_t i = 0; i < size; ++i)
+            m_value = (m_value ^ static_cast<unsigned char const*>(bytes)[i]) * 1099511628211u;
+    }
+    template <class T>
+    void add(T const& value)
+    {
+        add(&value, sizeof value);
+    }
+    unsigned long long value() const { return m_value; }
+
+private:
+    unsigned long long m_value = 14695981039346656037u;
+};
+
+unsigned long long digest_of(ImageCanvas const& canvas)
+{
+    Digest digest;
+    GMathVec4<int> const window = *canvas.m_map->m_bbox;
+    digest.add(window);
+    ImageEvalContext context(canvas, 0);
+    std::vector<float> plane(std::size_t(window.width()) * std::size_t(window.height()));
+    for (ImageMapChannel* channel : canvas.get_map()->m_channels) {
+        channel->create_float_buffer(&context, window, plane.data());
+        digest.add(plane.data(), plane.size() * sizeof(float));
+    }
+    return digest.value();
+}
+
+Outcome load(std::string const& path, ImageLoadOptions const& options)
+{
+    ImageLoadReport report;
+    std::unique_ptr<ImageCanvas> const canvas(ImageIO::load_image(path.c_str(), options, nullptr, nullptr,
+                                                                  ImagePixel::REPEAT_MODE_CLAMP,
+                                                                  ImagePixel::REPEAT_MODE_CLAMP, report));
+    if (!canvas)
+        return {};
+    return {!report.is_damaged(), digest_of(*canvas)};
+}
+
+Outcome save(FormSaver& saver, SaveForm const& form, std::string const& folder)
+{
+    // Several threads may save at once.
+    static std::atomic<unsigned> next = 0;
+    std::string const path = folder + "/saved" + std::to_string(next++) + form.extension;
+    bool const is_saved = saver.save(form, path) == ImageIO::SAVING_STATUS_SUCCESS;
+    Digest digest;
+    if (is_saved) {
+        auto const bytes = zv_test::file_bytes(path);
+        digest.add(bytes.data(), bytes.size());
+    }
+    std::error_code ignored;
+    fs::remove(path, ignored);
+    return {is_saved, is_saved ? digest.value() : 0};
+}
+
+Outcome plate(std::string const& path)
+{
+    PlateImage image(path.c_str());
+    image.add_requester();
+    if (!image.load(nullptr))
+        return {};
+    Digest digest;
+    digest.add(image.get_pixels(), std::size_t(image.get_pixel_count()) * 4 * sizeof(float));
+    image.remove_requester();
+    return {true, digest.value()};
+}
+
+Outcome shared_image(std::string const& path)
+{
+    ResourceUser user;
+    ImageIOTextureManager& manager = *ImageIOTextureManager::get_texture_manager();
+    ImageCanvas* const canvas = manager.load_image(user, path.c_str(), {}, nullptr, nullptr,
+                                                   ImagePixel::REPEAT_MODE_CLAMP, ImagePixel::REPEAT_MODE_CLAMP);
+    Outcome const outcome{canvas != nullptr, canvas ? digest_of(*canvas) : 0};
+    manager.remove_requester(&user);
+    return outcome;
+}
+
+Outcome lookups(std::string const& path)
+{
+    ImageIOTextureStream* const stream = ImageIOTextureStream::get_texture_stream();
+    if (!stream)
+        return {};
+    Outcome outcome{true, 0};
+    Digest digest;
+    UniqueString const name(path.c_str());
+    for (int i = 0; i < 32; ++i) {
+        MapEvalCtx context;
+        context.u = i / 32.0 - 0.5;
+        context.v = i % 5 / 5.0 - 0.5;
+        context.dudx = context.dvdy = 0.02;
+        context.channel_count = 4;
+        float result[4] = {};
+        outcome.claims_success = stream->evaluate(name, context, 2, 2, 1, 3, result) && outcome.claims_success;
+        digest.add(result);
+    }
+    outcome.digest = outcome.claims_success ? digest.value() : 0;
+    return outcome;
+}
+
+Outcome header(std::string const& path)
+{
+    ImageHeader found;
+    if (!ImageIO::get_image_specs(path.c_str(), found))
+        return {};
+    Digest digest;
+    digest.add(found.data_window);
+    for (CoreString const& name : found.channel_names)
+        digest.add(name.get_data(), name.get_count());
+    return {true, digest.value()};
+}
+
+void add_loads(std::vector<Road>& roads, std::string const& folder)
+{
+    ImageLoadOptions converted, associated;
+    converted.color_space = "sRGB";
+    associated.color_space = "Linear";
+    associated.premultiply = associated.force_alpha = true;
+    for (char const* name : {"lines.exr", "tiles.exr", "cut_lines.exr", "cut_tiles.exr", "strips.tif", "tiles.tif", "a.png",
+                             "a.jpg", "grey.tga", "a.hdr"}) {
+        std::string const path = folder + "/" + name;
+        roads.push_back({std::string("load ") + name, [path, converted] { return load(path, converted); }});
+        roads.push_back({std::string("load ") + name + ", alpha", [path, associated] { return load(path, associated); }});
+    }
+}
+
+void add_saves(std::vector<Road>& roads, std::string const& folder)
+{
+    auto const saver = std::make_shared<FormSaver>();
+    for (SaveForm const& form : save_forms()) {
+        bool const is_exr = form.extension == ".exr";
+        if (is_exr && form.compression != ImageIOFileFormat::COMPRESSION_ZIP &&
+            form.compression != ImageIOFileFormat::COMPRESSION_NONE)
+            continue;
+        roads.push_back({"save " + form.name + (form.in_regions ? ", regions" : ""),
+                         [saver, form, folder] { return save(*saver, form, folder); }});
+    }
+}
+
+}  // namespace
+
+void make_road_files(std::string const& folder)
+{
+    zv_test::ExrPicture picture;
+    picture.width = 150;
+    picture.height = 90;
+    picture.channels = {{"A"}, {"B"}, {"G"}, {"R"}, {"depth.Z", Imf::FLOAT}};
+    zv_test::write_exr(folder + "/lines.exr", picture);
+    picture.tile = 32;
+    zv_test::write_exr(folder + "/tiles.exr", picture);
+    for (char const* name : {"lines.exr", "tiles.exr"}) {
+        fs::copy_file(folder + "/" + name, folder + "/cut_" + name);
+        zv_test::cut_file_to(folder + "/cut_" + name, 0.6);
+    }
+    zv_test::write_picture(folder + "/strips.tif", zv_test::picture_spec(150, 90, 4, TypeDesc::UINT16));
+    zv_test::write_picture(folder + "/tiles.tif", zv_test::picture_spec(150, 90, 4, TypeDesc::FLOAT, 0, 0, 32));
+    zv_test::write_picture(folder + "/a.png", zv_test::picture_spec(150, 90, 4, TypeDesc::UINT8));
+    zv_test::write_picture(folder + "/a.jpg", zv_test::picture_spec(150, 90, 3, TypeDesc::UINT8));
+    zv_test::write_picture(folder + "/grey.tga", zv_test::picture_spec(150, 90, 1, TypeDesc::UINT8));
+    zv_test::write_picture(folder + "/a.hdr", zv_test::picture_spec(150, 90, 3, TypeDesc::FLOAT));
+}
+
+std::vector<Road> all_roads(std::string const& folder)
+{
+    if (!ImageIOTextureManager::get_texture_manager())
+        ImageIOTextureManager::init();
+    std::vector<Road> roads;
+    add_loads(roads, folder);
+    add_saves(roads, folder);
+    for (char const* name : {"lines.exr", "tiles.exr", "a.png"}) {
+        std::string const path = folder + "/" + name;
+        roads.push_back({std::string("plate ") + name, [path] { return plate(path); }});
+        roads.push_back({std::string("shared image ") + name, [path] { return shared_image(path); }});
+        roads.push_back({std::string("header ") + name, [path] { return header(path); }});
+        roads.push_back({std::string("lookups ") + name, [path] { return lookups(path); }});
+    }
+    return roads;
+}
+
+}  // namespace zv_torture

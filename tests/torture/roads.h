@@ -1,0 +1,29 @@
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "tests/torture/save_forms.h"
+
+namespace zv_torture {
+
+/// What one trip along a road gave.
+struct Outcome {
+    bool claims_success = false;  // all was done, and nothing was lost
+    unsigned long long digest = 0;
+    bool operator==(Outcome const&) const = default;
+};
+
+/// One way through the module, from its public door to what it gives.
+struct Road {
+    std::string name;
+    std::function<Outcome()> run;
+};
+
+/// Makes the files of the roads in a folder that exists.
+void make_road_files(std::string const& folder);
+/// Loads of lines, tiles and damaged files, saves, plates, shared images, lookups. The roads live as long as the folder.
+std::vector<Road> all_roads(std::string const& folder);
+
+}  // namespace zv_torture
