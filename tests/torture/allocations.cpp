@@ -11,6 +11,7 @@
 #include <cstring>
 #include <new>
 
+#include "tests/torture/ends.h"
 #include "tests/torture/guard_pages.h"
 #include "tests/torture/live_table.h"
 
@@ -34,13 +35,15 @@ constexpr int kMaximumRanges = 512, kMaximumFrames = 48;
 Range s_ranges[kMaximumRanges];
 int s_range_count = 0;
 
-std::atomic<bool> s_is_counting = false;
+std::atomic<bool> s_is_armed = false, s_is_counting = false;
 Asker s_asker = Asker::OURS;
 std::atomic<long long> s_count = 0;
 long long s_failing = -1;
 bool s_for_ever = false;
 std::atomic<bool> s_has_failed = false;
 LiveTable s_live;
+void* s_failed_frames[kMaximumFrames];
+int s_failed_frame_count = 0;
 thread_local bool t_is_inside = false;  // the unwinder may allocate
 
 int kind_of_library(char const* name)
@@ -103,8 +106,8 @@ Request judge(void* caller)
     if (asker == s_asker) {
         long long const number = s_count++;
         request.fails = s_failing >= 0 && (number == s_failing || (s_for_ever && number > s_failing));
-        if (request.fails)
-            s_has_failed = true;
+        if (request.fails && !s_has_failed.exchange(true))
+            s_failed_frame_count = backtrace(s_failed_frames, kMaximumFrames);
     }
     return request;
 }
@@ -183,6 +186,16 @@ void* or_throw(void* memory)
 
 }  // namespace
 
+void enter_module()
+{
+    s_is_counting = s_is_armed.load();
+}
+
+void leave_module()
+{
+    s_is_counting = false;
+}
+
 void learn_askers()
 {
     s_range_count = 0;
@@ -198,7 +211,7 @@ void fail_allocation(Asker asker, long long number, bool for_ever)
     s_for_ever = for_ever;
     s_count = 0;
     s_has_failed = false;
-    s_is_counting = true;
+    s_is_armed = true;
 }
 
 void count_allocations(Asker asker)
@@ -208,13 +221,23 @@ void count_allocations(Asker asker)
 
 long long stop_counting()
 {
-    s_is_counting = false;
+    s_is_armed = s_is_counting = false;
     return s_count;
 }
 
 bool has_failed()
 {
     return s_has_failed;
+}
+
+std::string failed_at()
+{
+    std::string text;
+    for (int i = 0, found = 0; i < s_failed_frame_count && found < 4; ++i)
+        if (kind_of(s_failed_frames[i]) != 2) {
+            text += (found++ ? " < " : "") + frame_of(s_failed_frames[i]).text;
+        }
+    return text;
 }
 
 long long live_allocations()

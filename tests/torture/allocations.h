@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <string>
 
 namespace zv_torture {
 
@@ -9,6 +10,19 @@ namespace zv_torture {
 
 /// Whose code asks for memory: what the C++ library and templates ask counts for who called them.
 enum class Asker : int { OURS, LIBRARY, OTHER };
+
+/// Runs a call of the module: only there allocations are counted and fail, on all threads.
+void enter_module();
+void leave_module();
+template <class Call>
+auto in_module(Call const& call)
+{
+    struct Inside {
+        Inside() { enter_module(); }
+        ~Inside() { leave_module(); }
+    } const inside;
+    return call();
+}
 
 /// Finds out where the libraries lie in memory; once, before what follows.
 void learn_askers();
@@ -21,6 +35,9 @@ void count_allocations(Asker asker);
 long long stop_counting();
 /// Whether one failed since the counting began.
 bool has_failed();
+
+/// Where the first one failed: frames of the module and the host, innermost first.
+std::string failed_at();
 
 /// Allocations of the module and the host, made while counted, that are not free yet.
 long long live_allocations();

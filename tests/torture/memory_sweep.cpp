@@ -59,7 +59,7 @@ public:
             outcome = road.run();
         } catch (...) {
             stop_counting();
-            return notes.fault(std::string("an exception escaped  [") + notes.what + "]");
+            return notes.fault(std::string("an exception escaped  [") + notes.what + "] at " + failed_at());
         }
         stop_counting();
         long long const leaked = live_allocations();
@@ -107,7 +107,7 @@ private:
     {
         Road const& road = m_roads[trial.road];
         Outcome const& wanted = m_outcomes[trial.road];
-        std::string const what = std::string("  [") + notes.what + "]";
+        std::string const what = std::string("  [") + notes.what + "] at " + failed_at();
         if (m_asker == Asker::OURS && leaked > 0)
             notes.fault("a leak of " + std::to_string(leaked) + " allocations" + what);
         if (outcome.claims_success && outcome != wanted)

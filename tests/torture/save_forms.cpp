@@ -4,6 +4,7 @@
 
 #include "image_io/save/image_io_outputs.h"
 #include "image_io/save/image_io_save.h"
+#include "tests/torture/allocations.h"
 
 namespace zv_torture {
 
@@ -76,7 +77,8 @@ ImageIO::SavingStatus FormSaver::save(SaveForm const& form, std::string const& p
     options.color_space = "sRGB";
     if (form.in_regions)
         return save_in_regions(form, canvas, options, path);
-    return ImageIO::save(path.c_str(), options, canvas.canvas(), &m_app, nullptr, nullptr);
+    CoreString const name = path.c_str();
+    return in_module([&] { return ImageIO::save(name, options, canvas.canvas(), &m_app, nullptr, nullptr); });
 }
 
 ImageIO::SavingStatus FormSaver::save_in_regions(SaveForm const& form, zv_test::TestCanvas const& canvas,
@@ -84,17 +86,22 @@ ImageIO::SavingStatus FormSaver::save_in_regions(SaveForm const& form, zv_test::
 {
     ImageIOOutputs outputs;
     ImageEvalContext context = canvas.context();
-    auto status = ImageIOSave::build_outputs(&m_app, options, path.c_str(), &canvas.map(), canvas.data_window(),
-                                             canvas.canvas_rectangle(), outputs);
+    CoreString const name = path.c_str();
+    auto status = in_module([&] {
+        return ImageIOSave::build_outputs(&m_app, options, name, &canvas.map(), canvas.data_window(),
+                                          canvas.canvas_rectangle(), outputs);
+    });
     if (status != ImageIO::SAVING_STATUS_SUCCESS)
         return status;
     int const block_width = form.tiling_mode ? kBlock : kWidth;
     for (int y = 0; y < kHeight; y += kBlock)
         for (int x = 0; x < kWidth; x += block_width) {
             GMathVec4<int> const region(x, y, std::min(block_width, kWidth - x), std::min(kBlock, kHeight - y));
-            status = std::max(status, ImageIOSave::save_region(&m_app, outputs, context, region, nullptr));
+            status = std::max(status, in_module([&] {
+                                  return ImageIOSave::save_region(&m_app, outputs, context, region, nullptr);
+                              }));
         }
-    return std::max(status, ImageIOSave::save(&m_app, outputs, context, nullptr));
+    return std::max(status, in_module([&] { return ImageIOSave::save(&m_app, outputs, context, nullptr); }));
 }
 
 }  // namespace zv_torture
