@@ -311,6 +311,35 @@ TEST_F(PlateManager, EndOfTheCatalogueRaisesNothing)
     EXPECT_TRUE(heard.empty());
 }
 
+TEST_F(PlateManager, WhoHearsOfItsEndFindsNoneAnyMore)
+{
+    int ends = 0;
+    EventObject::connect(
+        manager(), "EVT_ID_DESTROY",
+        [](EventObject&, EventObject::EventInfo const&, void* count) {
+            ++*static_cast<int*>(count);
+            PlateImageManager::destroy();
+            EXPECT_EQ(PlateImageManager::get().get_paths().get_count(), 0u);
+        },
+        &ends);
+    manager().get_or_create_plate_image(write().c_str());
+
+    PlateImageManager::destroy();
+
+    EXPECT_EQ(ends, 1);
+}
+
+TEST_F(PlateManager, ASecondBeginningEndsTheFirst)
+{
+    manager().get_or_create_plate_image(write().c_str());
+    heard.clear();
+
+    PlateImageManager::create(*app);
+
+    EXPECT_EQ(manager().get_paths().get_count(), 0u);
+    EXPECT_TRUE(heard.empty());
+}
+
 TEST_F(PlateManager, OutlivesItsApplication)
 {
     std::string const path = write();

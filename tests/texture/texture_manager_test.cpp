@@ -9,6 +9,7 @@
 #include <memory>
 #include <thread>
 
+#include "host/app_base/app_progress_bar.h"
 #include "host/image/image_canvas.h"
 #include "host/image/image_tile_factory.h"
 #include "host/resource/resource_user.h"
@@ -633,7 +634,141 @@ TEST_F(TextureManager, AUserOfACopyThatIsGoneDiesInPeace)
     EXPECT_EQ(manager().get_memory_size(), 40u + 9u);
 }
 
+/// As `load`, of a manager that is not the instance.
+ImageCanvas* load_from(ImageIOTextureManager& manager, ResourceUser& user, std::string const& path)
+{
+    ImageLoadOptions options;
+    options.color_space = "Linear";
+    return manager.load_image(user, path.c_str(), options, nullptr, nullptr, ImagePixel::REPEAT_MODE_NONE,
+                              ImagePixel::REPEAT_MODE_NONE);
+}
+
+TEST_F(TextureManager, UsersOfACopyThatIsGoneAreHeardByTheOther)
+{
+    auto const file = counted();
+    User first;
+    auto late = std::make_unique<User>();
+    load(first, file->path());
+    {
+        ImageIOTextureManager copy(manager());
+        EXPECT_NE(load_from(copy, *late, file->path()), nullptr);
+    }
+    touch(file->path());
+    manager().check_external_file_modification();
+    EXPECT_EQ(late->told, 1) << "still a user of the image";
+
+    late.reset();
+    touch(file->path());
+    manager().check_external_file_modification();
+
+    EXPECT_EQ(first.told, 2);
+    manager().remove_requester(&first);
+    EXPECT_EQ(manager().get_memory_size(), 40u + 9u);
+}
+
+TEST_F(TextureManager, UsersOfAnEndedManagerAreHeardByItsCopy)
+{
+    auto const file = counted();
+    auto user = std::make_unique<User>();
+    load(*user, file->path());
+    ImageIOTextureManager copy(manager());
+
+    ImageIOTextureManager::destroy();
+    user.reset();
+    touch(file->path());
+    copy.check_external_file_modification();
+
+    EXPECT_EQ(copy.get_memory_size(), 40u + 9u) << "the last user has gone";
+    EXPECT_EQ(file->closes(), file->opens());
+}
+
+TEST_F(TextureManager, AUserOfBothKeepsWhatItAskedTheOtherFor)
+{
+    auto const shared = counted("shared.zvs"), own = counted("own.zvs");
+    User user, other;
+    ImageCanvas* const canvas = load(user, shared->path());
+    {
+        ImageIOTextureManager copy(manager());
+        load_from(copy, user, shared->path());
+        load_from(copy, user, own->path());
+    }
+
+    manager().remove_requester(&other);
+    EXPECT_EQ(load(user, shared->path()), canvas);
+    EXPECT_EQ(shared->opens(), 1);
+    EXPECT_EQ(own->opens(), 1);
+}
+
+TEST_F(TextureManager, AnAssignedManagerLetsGoOfWhatItHad)
+{
+    auto const file = counted("first.zvs"), other = counted("second.zvs");
+    auto user = std::make_unique<User>();
+    User second;
+    ImageIOTextureManager assigned;
+    load_from(assigned, *user, file->path());
+    load(second, other->path());
+
+    assigned = manager();
+
+    EXPECT_EQ(assigned.get_memory_size(), manager().get_memory_size());
+    user.reset();
+    EXPECT_NE(load_from(assigned, second, other->path()), nullptr);
+    EXPECT_EQ(other->opens(), 1);
+}
+
+/// Ends the manager as soon as a load shows its progress.
+class EndingBar : public AppProgressBar {
+public:
+    EndingBar()
+        : AppProgressBar("")
+    {
+    }
+    void begin_task(CoreString const& title, float span, bool flag) override
+    {
+        ImageIOTextureManager::destroy();
+        AppProgressBar::begin_task(title, span, flag);
+    }
+};
+
+TEST_F(TextureManager, EndedByItsOwnLoadItGivesNull)
+{
+    auto const file = counted();
+    EndingBar bar;
+    {
+        User user;
+        EXPECT_EQ(manager().load_image(user, file->path().c_str(), options(), nullptr, &bar,
+                                       ImagePixel::REPEAT_MODE_NONE, ImagePixel::REPEAT_MODE_NONE),
+                  nullptr);
+    }
+    EXPECT_EQ(file->opens(), 1) << "it was being loaded";
+    EXPECT_EQ(manager().get_memory_size(), 40u + 9u);
+}
+
 // Threads
+
+TEST_F(TextureManager, CopiesOnOtherThreadsShareTheLock)
+{
+    auto const file = counted();
+    User holder;
+    load(holder, file->path());
+    std::vector<ImageIOTextureManager> copies(4, manager());
+    std::atomic<int> failures = 0;
+
+    std::vector<std::thread> threads;
+    for (ImageIOTextureManager& copy : copies)
+        threads.emplace_back([&] {
+            for (int round = 0; round < 50; ++round) {
+                User user;
+                failures += !load_from(round % 2 ? copy : manager(), user, file->path());
+                copy.get_memory_size();
+            }
+        });
+    for (std::thread& thread : threads)
+        thread.join();
+
+    EXPECT_EQ(failures, 0);
+    EXPECT_EQ(file->opens(), 1);
+}
 
 TEST_F(TextureManager, SixteenThreadsOnOneFileMakeOneRead)
 {

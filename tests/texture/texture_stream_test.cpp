@@ -56,6 +56,16 @@ protected:
         return ctx;
     }
 
+    /// A footprint of a third of the picture one way, and of some pixels the other way.
+    static MapEvalCtx stretched()
+    {
+        MapEvalCtx ctx = somewhere();
+        ctx.dudx = 0.35;
+        ctx.dudy = ctx.dvdx = 0.0;
+        ctx.dvdy = 0.07;
+        return ctx;
+    }
+
     struct Modes {
         int swrap = TextureOpt::WrapPeriodic, twrap = TextureOpt::WrapPeriodic, interp = 1, mip = 3;
     };
@@ -151,6 +161,7 @@ TEST_F(TextureStream, MipNumbersAreTheLibrarysModes)
         TextureOpt options = default_options();
         options.mipmode = mode;
         expect_as(somewhere(), {.mip = number}, options, std::to_string(number).c_str());
+        expect_as(stretched(), {.mip = number}, options, std::to_string(number).c_str());
     }
 }
 
@@ -202,6 +213,59 @@ TEST_F(TextureStream, PeriodicWrapForPowersOfTwoIsGoodForAllSizes)
 
     EXPECT_TRUE(evaluate(five(), outside, {}, plain));
     EXPECT_EQ(pow2, plain);
+}
+
+TEST_F(TextureStream, AFileMayAskForTheWrapOfPowersOfTwo)
+{
+    std::string const path = s_folder->file("asking.tif");
+    OIIO::ImageSpec spec = zv_test::picture_spec(96, 60, 3, OIIO::TypeDesc::FLOAT);
+    spec.attribute("wrapmodes", "periodic_pow2,periodic_pow2");
+    zv_test::write_picture(path, spec);
+    UniqueString const asking(path);
+    MapEvalCtx outside = somewhere();
+    outside.u = 0.9;
+    outside.v = -1.3;
+    constexpr int kPeriodic = TextureOpt::WrapPeriodic, kDefault = TextureOpt::WrapDefault;
+
+    for (int interp : {0, 1, 2, 3}) {
+        Result expected, both, first, second;
+        EXPECT_TRUE(evaluate(asking, outside, {kPeriodic, kPeriodic, interp}, expected));
+        EXPECT_TRUE(evaluate(asking, outside, {kDefault, kDefault, interp}, both)) << "and lives";
+        EXPECT_TRUE(evaluate(asking, outside, {kDefault, kPeriodic, interp}, first));
+        EXPECT_TRUE(evaluate(asking, outside, {kPeriodic, kDefault, interp}, second));
+        EXPECT_EQ(both, expected) << interp;
+        EXPECT_EQ(first, expected) << interp;
+        EXPECT_EQ(second, expected) << interp;
+    }
+}
+
+TEST_F(TextureStream, ModesGiveDifferentResults)
+{
+    auto const all_differ = [](std::vector<Result> const& results, char const* what) {
+        for (std::size_t one = 0; one < results.size(); ++one)
+            for (std::size_t other = 0; other < one; ++other)
+                EXPECT_NE(results[one], results[other]) << what << " " << other << " and " << one;
+    };
+    MapEvalCtx magnified = somewhere(), outside = somewhere();
+    magnified.dudx = magnified.dudy = magnified.dvdx = magnified.dvdy = 0.0001;
+    outside.u = 0.9;
+    outside.v = -1.3;
+    std::vector<Result> mips(4), interps(4), wraps(4);
+
+    for (int mip = 1; mip <= 4; ++mip)
+        evaluate(five(), stretched(), {.mip = mip}, mips[std::size_t(mip - 1)]);
+    for (int interp = 0; interp <= 2; ++interp)
+        evaluate(five(), magnified, {.interp = interp}, interps[std::size_t(interp)]);
+    evaluate(five(), somewhere(), {.interp = 2}, interps[3]);
+    for (int wrap = 1; wrap <= 4; ++wrap)
+        evaluate(square(), outside, {.swrap = wrap}, wraps[std::size_t(wrap - 1)]);
+
+    all_differ(mips, "mip");
+    all_differ(interps, "interp");
+    all_differ(wraps, "wrap");
+    Result smart;
+    evaluate(five(), somewhere(), {.interp = 3}, smart);
+    EXPECT_NE(smart, interps[3]) << "smart bicubic is bilinear where the picture is made smaller";
 }
 
 // Which channels
