@@ -216,6 +216,23 @@ TEST_F(PlateManager, ListenersMayComeBackToTheCatalogue)
     EXPECT_EQ(manager().get_paths().get_count(), 2u);
 }
 
+TEST_F(PlateManager, ListenersOfAClearFindAnEmptyCatalogue)
+{
+    unsigned int paths = 99;
+    EventObject::connect(
+        manager(), "EVT_ID_PLATE_IMAGE_MANAGER_PATHS_CLEARED",
+        [](EventObject&, EventObject::EventInfo const&, void* count) {
+            *static_cast<unsigned int*>(count) = PlateImageManager::get().get_paths().get_count();
+            PlateImageManager::get().clear(PlateImageManager::CLEAR_MODE_RAISE_EVENT);
+        },
+        &paths);
+    manager().get_or_create_plate_image(write().c_str());
+
+    manager().clear(PlateImageManager::CLEAR_MODE_RAISE_EVENT);
+
+    EXPECT_EQ(paths, 0u);
+}
+
 TEST_F(PlateManager, MemoryCountsPlatesAndPaths)
 {
     EXPECT_EQ(manager().get_memory_size(), 128u + 16u);

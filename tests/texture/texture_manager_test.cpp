@@ -13,6 +13,7 @@
 #include "host/image/image_canvas.h"
 #include "host/image/image_tile_factory.h"
 #include "host/resource/resource_user.h"
+#include "image_io/frame/image_io.h"
 #include "image_io/load/image_load_options.h"
 #include "tests/support/log_capture.h"
 #include "tests/support/pictures.h"
@@ -200,16 +201,22 @@ TEST_F(TextureManager, AFailedLoadIsRememberedUntilItsUsersAreGone)
 
 TEST_F(TextureManager, LogsNothingOfItsOwn)
 {
-    auto const file = counted();
+    std::string const good = write("good.exr"), missing = folder.file("missing.exr");
     User user;
-    zv_test::LogCapture log;
+    zv_test::LogCapture log(3);
+    for (std::string const& path : {good, missing})
+        delete ImageIO::load_image(path.c_str(), options(), nullptr, nullptr, ImagePixel::REPEAT_MODE_NONE,
+                                   ImagePixel::REPEAT_MODE_NONE);
+    std::size_t const lines_of_the_loads = log.lines().size();
+    ASSERT_GT(lines_of_the_loads, 0u);
 
-    load(user, file->path());
-    manager().remove_requester(&user);
+    for (std::string const& path : {good, missing, good, missing})
+        load(user, path);
+    touch(good);
     manager().check_external_file_modification();
+    manager().remove_requester(&user);
 
-    for (auto const& line : log.lines())
-        EXPECT_EQ(line.text.find("requester"), std::string::npos) << line.text;
+    EXPECT_EQ(log.lines().size(), 2 * lines_of_the_loads);
 }
 
 TEST_F(TextureManager, AUserThatDiesIsTakenOut)
@@ -258,12 +265,22 @@ TEST_F(TextureManager, UsersThatWereRemovedMayDieLater)
 
 TEST_F(TextureManager, FreedImagesGiveTheirTilesBack)
 {
-    User user;
-    ImageTileFactory::init();
-    load(user, write("tiles.exr"));
-    manager().remove_requester(&user);
+    User user, stranger;
+    auto const statistics = [] { return ImageTileFactory::get().get_statistics(); };
+    std::string const path = write("tiles.exr");
+    auto const in_use_before = statistics().tiles_in_use;
+    delete ImageIO::load_image(path.c_str(), options(), nullptr, nullptr, ImagePixel::REPEAT_MODE_NONE,
+                               ImagePixel::REPEAT_MODE_NONE);
+    ASSERT_GT(statistics().tiles_kept, 0u) << "tiles that wait for the next image";
 
-    EXPECT_NE(ImageTileFactory::s_factory, nullptr);
+    manager().remove_requester(&stranger);
+    EXPECT_GT(statistics().tiles_kept, 0u) << "nothing was freed";
+
+    load(user, path);
+    EXPECT_GT(statistics().tiles_in_use, in_use_before);
+    manager().remove_requester(&user);
+    EXPECT_EQ(statistics().tiles_in_use, in_use_before);
+    EXPECT_EQ(statistics().tiles_kept, 0u);
 }
 
 // Changed files

@@ -66,6 +66,13 @@ protected:
         return ctx;
     }
 
+    static float limit_of(ImageIOTextureStream& any)
+    {
+        float megabytes = 0.0f;
+        any.get_oiio_texture_system()->getattribute("max_memory_MB", megabytes);
+        return megabytes;
+    }
+
     struct Modes {
         int swrap = TextureOpt::WrapPeriodic, twrap = TextureOpt::WrapPeriodic, interp = 1, mip = 3;
     };
@@ -518,6 +525,7 @@ TEST_F(TextureStream, TellsTheFullSize)
     GMathVec2<int> const none = stream().get_image_size(UniqueString(s_folder->file("missing.exr")));
     EXPECT_EQ(none.x, 0);
     EXPECT_EQ(none.y, 0);
+    EXPECT_TRUE(stream().get_oiio_texture_system()->has_error()) << "the text is left to who wants it";
     stream().get_oiio_texture_system()->geterror();
 }
 
@@ -573,11 +581,34 @@ TEST_F(TextureStream, ClearOfACopyWithoutAnInstanceDoesNothing)
     ASSERT_TRUE(evaluate(five(), somewhere(), {}, ours));
     ImageIOTextureStream::destroy();
     OIIO::TextureSystem* const before = copy.get_oiio_texture_system();
+    before->attribute("max_memory_MB", 300.0f);
 
     copy.clear();
 
+    EXPECT_EQ(limit_of(copy), 300.0f) << "a start afresh would set the limit";
     EXPECT_EQ(copy.get_oiio_texture_system(), before);
     EXPECT_EQ(copy.get_image_size(five()).x, 96) << "the copy holds the system";
+}
+
+TEST_F(TextureStream, MostReportsMakeTheInstanceAndASettingThatIsNoneDoesNot)
+{
+    ImageIOTextureStream copy = stream();
+    // An instance that is made sets the limit of the system, which it shares with the copy.
+    auto const makes_instance = [&copy](auto const& work) {
+        ImageIOTextureStream::destroy();
+        copy.get_oiio_texture_system()->attribute("max_memory_MB", 300.0f);
+        work();
+        return limit_of(copy) != 300.0f;
+    };
+
+    EXPECT_FALSE(makes_instance([] {}));
+    EXPECT_FALSE(makes_instance([] { ImageIOTextureStream::set_cache_size(500.0); }));
+    EXPECT_TRUE(makes_instance([] { ImageIOTextureStream::set_cache_size(501.0); }));
+    EXPECT_TRUE(makes_instance([] { ImageIOTextureStream::get_cache_size(); }));
+    EXPECT_TRUE(makes_instance([] { ImageIOTextureStream::get_texture_stream(); }));
+    EXPECT_TRUE(makes_instance([&copy] { copy.get_stats(1); }));
+    EXPECT_TRUE(makes_instance([&copy] { copy.get_memory_size(); }));
+    EXPECT_TRUE(makes_instance([&copy] { copy.get_peak_cache_memory(); }));
 }
 
 TEST_F(TextureStream, AssignedStreamsShareTheSystem)
