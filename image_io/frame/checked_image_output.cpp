@@ -126,8 +126,8 @@ bool CheckedImageOutput::open(std::string const& name, OIIO::ImageSpec const& sp
     if (m_is_open) {
         m_spec = m_writer->spec();
         m_order = WriteOrder(format_name(), m_spec);
-    } else if (m_file) {
-        m_file->discard();
+    } else {
+        remove_file();
     }
     return m_is_open;
 }
@@ -152,16 +152,22 @@ try {
 
 bool CheckedImageOutput::close()
 {
+    bool const was_open = m_is_open;
+    bool const is_whole = close_and_keep();
+    if (!is_whole && was_open)
+        remove_file();
+    return is_whole;
+}
+
+bool CheckedImageOutput::close_and_keep()
+{
     if (!m_was_opened)
         return true;
     bool const is_closed = forward([&] { return m_writer->close(); });
     if (!m_is_open)
         return is_closed;  // what there was to tell was told by the first call
     m_is_open = false;
-    bool const is_whole = finish_file() && is_closed;
-    if (!is_whole)
-        remove_file();
-    return is_whole;
+    return finish_file() && is_closed;
 }
 
 bool CheckedImageOutput::finish_file() noexcept

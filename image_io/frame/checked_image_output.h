@@ -33,6 +33,8 @@ public:
     /// True once a byte was refused or the format's writer threw: the file is not whole, whatever its writer
     /// says.
     [[nodiscard]] bool has_trouble() const { return m_has_trouble; }
+    /// As `close`, but the file stays, whatever the writer says of it.
+    bool close_and_keep();
     /// Removes the file if this object created it.
     void remove_file();
 
