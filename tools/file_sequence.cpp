@@ -205,8 +205,10 @@ std::vector<FilePair> pair_files(std::vector<std::string> const& inputs, std::st
 {
     std::vector<FilePair> pairs;
     std::set<std::string> outputs;
+    bool has_numbered_input = false;
     for (std::string const& input : inputs)
         for (InputFile const& file : files_of(input, frames)) {
+            has_numbered_input |= file.frame.has_value();
             std::string const path = output_of(file, output, folder_extension);
             std::error_code ignored;
             if (fs::equivalent(file.path, path, ignored))
@@ -215,6 +217,8 @@ std::vector<FilePair> pair_files(std::vector<std::string> const& inputs, std::st
                 refuse("more than one file would be written to \"" + path + "\"");
             pairs.push_back({file.path, path});
         }
+    if (!frames.empty() && !has_numbered_input)
+        refuse("--frames " + frames + " takes a numbered input, such as shot.####.exr");
     return pairs;
 }
 

@@ -30,7 +30,8 @@ struct FilePair {
 };
 
 /// What the inputs of a command line come to: files, numbered sequences, patterns with * and ?, and folders (all pictures in
-/// them that can be read). A sequence takes `frames` or, without any, the frames that there are.
+/// them that can be read). A sequence takes `frames` or, without any, the frames that there are; frames without a
+/// sequence are refused.
 ///
 /// The output is a file, a numbered name, or a folder, into which files go under the name of their input and the
 /// extension that `folder_extension` gives for it. Throws CommandError where inputs and output do not fit together.

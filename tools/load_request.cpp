@@ -79,6 +79,7 @@ void add_load_request(CLI::App& command, LoadRequest& request, std::string const
     command.add_flag("--force-alpha", request.force_alpha, "Add an alpha of 1 where there is none");
     command.add_option("--channels", request.channels, "Load these, by position, as r, g, b, a")
         ->delimiter(',')
+        ->allow_extra_args(false)
         ->type_name("A,B,C");
     command
         .add_option("--repeat", request.repeat,

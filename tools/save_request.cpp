@@ -87,7 +87,9 @@ void add_write_request(CLI::App& command, WriteRequest& request)
     command.add_flag("--aovs-only", request.aovs_only, "Leave the colours out");
     command.add_flag("--aovs-in-all-formats", request.aovs_in_all_formats,
                      "Formats without layers write them to files of their own");
-    command.add_flag("!--no-verify", request.verify, "Do not read back what was written");
+    // A negated flag, "!--no-verify", would show as "--no-verify{false}" in the help.
+    command.add_flag_callback(
+        "--no-verify", [&request] { request.verify = false; }, "Do not read back what was written");
 }
 
 void add_save_request(CLI::App& command, SaveRequest& request)
@@ -106,6 +108,7 @@ void add_save_request(CLI::App& command, SaveRequest& request)
         .add_option("--layers", request.layers,
                     "Up to four channels that take the place of the colours in files of colours")
         ->delimiter(',')
+        ->allow_extra_args(false)
         ->type_name("A,B,C,D");
     command.add_option("--crop", request.crop, "Part of the picture to write, in fractions of its size")
         ->type_name("X,Y,W,H");

@@ -11,6 +11,7 @@
 #include "image_io/frame/image_io.h"
 #include "image_io/load/image_load_options.h"
 #include "image_io/texture/image_io_texture_manager.h"
+#include "image_io/texture/texture_key.h"
 #include "tools/command_line.h"
 #include "tools/commands.h"
 #include "tools/terminal.h"
@@ -44,6 +45,8 @@ private:
 };
 
 using Resources = std::vector<std::unique_ptr<Resource>>;
+
+constexpr auto kRepeat = ImagePixel::REPEAT_MODE_NONE;  // in both directions
 
 ImageIOTextureManager& manager()
 {
@@ -92,6 +95,7 @@ private:
 
 /// What came of the requests for one file.
 struct Shared {
+    std::string key;  // under which the manager knows it
     ImageCanvas* canvas = nullptr;
     int requests = 0, loads = 0;
     bool is_same = true;  // every request got the same image
@@ -105,29 +109,30 @@ std::map<std::string, Shared> request_all(ShareRequest const& request, int threa
     std::map<std::string, ImageLoadOptions> options;
     for (std::string const& path : request.paths)
         options.try_emplace(path, options_for(path));
+    for (auto const& [path, how] : options)
+        all[path].key = zv_image_io::texture_key(path.c_str(), how, kRepeat, kRepeat).get_data();
     std::mutex mutex;
     std::atomic<std::size_t> next = 0;
     auto const work = [&] {
         for (std::size_t user; (user = next++) < users.size();)
             for (std::string const& path : request.paths) {
                 LoadSensor sensor;
-                ImageCanvas* const canvas =
-                    manager().load_image(*users[user], path.c_str(), options.at(path), &app, &sensor,
-                                         ImagePixel::REPEAT_MODE_NONE, ImagePixel::REPEAT_MODE_NONE);
+                ImageCanvas* const canvas = manager().load_image(*users[user], path.c_str(), options.at(path),
+                                                                 &app, &sensor, kRepeat, kRepeat);
                 std::lock_guard const guard(mutex);
-                Shared& shared = all[path];
+                Shared& shared = all.at(path);
                 shared.is_same &= shared.requests == 0 || shared.canvas == canvas;
                 shared.canvas = canvas;
                 ++shared.requests;
                 shared.loads += sensor.has_loaded();
             }
     };
-    std::vector<std::thread> others;
-    for (int index = 1; index < threads; ++index)
-        others.emplace_back(work);
-    work();
-    for (std::thread& thread : others)
-        thread.join();
+    {
+        std::vector<std::jthread> others;
+        for (int index = 1; index < threads; ++index)
+            others.emplace_back(work);
+        work();
+    }
     return all;
 }
 
@@ -135,15 +140,16 @@ Json tell_files(ShareRequest const& request, std::map<std::string, Shared> const
 {
     TextTable table(
         0, {TextTable::LEFT, TextTable::RIGHT, TextTable::RIGHT, TextTable::RIGHT, TextTable::RIGHT});
-    table.add({"file", "requests", "loads", "hits", "bytes"});
+    table.add({"file", "requests", "loads", "hits", "bytes", "key"});
     Json files = Json::array();
     for (std::string const& path : request.paths) {
         Shared const& shared = all.at(path);
         unsigned long long const bytes = shared.canvas ? shared.canvas->get_memory_size() : 0;
         table.add({path, std::to_string(shared.requests), std::to_string(shared.loads),
                    std::to_string(shared.requests - shared.loads),
-                   shared.canvas ? std::to_string(bytes) : "not loaded"});
+                   shared.canvas ? std::to_string(bytes) : "not loaded", shared.key});
         files.push_back({{"path", path},
+                         {"key", shared.key},
                          {"ok", shared.canvas != nullptr},
                          {"requests", shared.requests},
                          {"loads", shared.loads},

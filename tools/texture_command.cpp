@@ -133,7 +133,7 @@ Json look_up_places(TextureRequest const& request, Lookups& lookups, Document& d
 }
 
 /// A picture of the whole texture, one lookup a pixel, each as wide as its pixel unless derivatives are given.
-void render_grid(TextureRequest request, Document& document)
+Json render_grid(TextureRequest request, Document& document)
 {
     auto const [width, height] = parse_pair<int>(request.grid, 'x', "size like 256x128");
     if (width < 1 || height < 1 || width > 32768 || height > 32768)
@@ -153,11 +153,17 @@ void render_grid(TextureRequest request, Document& document)
     if (failures)
         document.fail(EXIT_CODE_INPUT, "lookup_failed", request.path,
                       count_text(failures, "lookup") + " failed");
-    if (!ImageIO::save_image(request.output.c_str(), pixels.data(), unsigned(channels), unsigned(width),
-                             unsigned(height)))
+    bool const is_written = ImageIO::save_image(request.output.c_str(), pixels.data(), unsigned(channels),
+                                                unsigned(width), unsigned(height));
+    if (!is_written)
         document.fail(EXIT_CODE_CANNOT_WRITE, "not_written", request.output, "the file could not be written");
     else
         document.print("wrote " + request.output + "\n");
+    return {{"output", request.output},
+            {"ok", is_written && failures == 0},
+            {"width", width},
+            {"height", height},
+            {"failures", failures}};
 }
 
 /// Random lookups on every thread for some seconds.
@@ -179,12 +185,12 @@ Json measure(TextureRequest const& request, int threads, Document& document)
         total += done;
         failures += failed;
     };
-    std::vector<std::thread> others;
-    for (int index = 1; index < threads; ++index)
-        others.emplace_back(work, index);
-    work(0);
-    for (std::thread& thread : others)
-        thread.join();
+    {
+        std::vector<std::jthread> others;
+        for (int index = 1; index < threads; ++index)
+            others.emplace_back(work, index);
+        work(0);
+    }
     double const seconds = std::chrono::duration<double>(Steady::now() - start).count();
     double const rate = double(total) / seconds;
     document.print(count_text(total, "lookup") + " on " + count_text(unsigned(threads), "thread") + ", " +
@@ -219,7 +225,7 @@ void run_texture(TextureRequest const& request, Settings const& settings, Docume
     result = {{"path", request.path}, {"width", size.x}, {"height", size.y}};
     result["lookups"] = look_up_places(request, lookups, document);
     if (!request.grid.empty())
-        render_grid(request, document);
+        result["grid"] = render_grid(request, document);
     if (request.bench_seconds > 0.0)
         result["bench"] = measure(request, std::max(1, settings.threads), document);
     result["cache"] = memory_json();
@@ -256,9 +262,11 @@ void add_lookup_options(CLI::App& command, TextureRequest& request)
         ->type_name("W");
     command.add_option("--channels", request.channels, "Numbers of the channels (default: the first four)")
         ->delimiter(',')
+        ->allow_extra_args(false)
         ->type_name("N,...");
     command.add_option("--derivatives", request.derivatives, "dudx,dudy,dvdx,dvdy")
         ->delimiter(',')
+        ->allow_extra_args(false)
         ->type_name("D,...");
 }
 

@@ -1,6 +1,7 @@
 #include "image_io/frame/checked_file.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -35,6 +36,12 @@ CheckedFile::CheckedFile(std::string const& path)
         note_trouble();
         return;
     }
+    struct stat status;
+    m_is_new = m_is_new && ::fstat(file, &status) == 0;
+    if (m_is_new) {
+        m_device = status.st_dev;
+        m_node = status.st_ino;
+    }
     std::setvbuf(m_file.get(), nullptr, _IOFBF, kBufferBytes);
 }
 
@@ -58,20 +65,19 @@ bool CheckedFile::finish()
     return file && m_trouble.empty();
 }
 
-void CheckedFile::discard()
+void CheckedFile::remove()
 {
-    if (!m_has_written)
-        return remove();
+    if (std::exchange(m_is_new, false) && is_named_as_before())
+        ::unlink(m_filename.c_str());
     m_file.reset();
     m_mode = Closed;
 }
 
-void CheckedFile::remove()
+/// False if another file has taken the name.
+bool CheckedFile::is_named_as_before() const
 {
-    m_file.reset();
-    m_mode = Closed;
-    if (std::exchange(m_is_new, false))
-        ::unlink(m_filename.c_str());
+    struct stat status;
+    return ::lstat(m_filename.c_str(), &status) == 0 && status.st_dev == m_device && status.st_ino == m_node;
 }
 
 /// Lets go of what an older file of that name held. Devices and pipes have nothing to cut.

@@ -2,6 +2,7 @@
 
 #include <OpenImageIO/filesystem.h>
 
+#include <cstdint>
 #include <cstdio>
 #include <memory>
 #include <mutex>
@@ -34,8 +35,6 @@ public:
 
     /// Writes what is still in memory and closes the file. True if every byte arrived.
     bool finish();
-    /// Closes the file, and removes it if it is new and nothing was written.
-    void discard();
     /// Closes the file, and removes it if this object created it, whatever is in it.
     void remove();
 
@@ -56,6 +55,7 @@ private:
     };
 
     void note_trouble();
+    bool is_named_as_before() const;
     bool begin_writing();
     void write_checked(void const* bytes, size_t size, int64_t offset);
     void write_at(void const* bytes, size_t size, int64_t offset);
@@ -65,7 +65,8 @@ private:
     std::string m_trouble;
     int64_t m_file_position = 0;  // of m_file itself
     size_t m_size = 0;
-    bool m_is_new = false;
+    bool m_is_new = false;                   // was not there before, and has
+    std::uint64_t m_device = 0, m_node = 0;  // this identity
     bool m_has_written = false;
 };
 

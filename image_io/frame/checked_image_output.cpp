@@ -1,5 +1,6 @@
 #include "image_io/frame/checked_image_output.h"
 
+#include <algorithm>
 #include <exception>
 #include <filesystem>
 #include <system_error>
@@ -103,14 +104,31 @@ bool CheckedImageOutput::forward_if_open(Call const& call) noexcept
     return m_is_open ? forward(call) : refuse("the file is not open");  // formats' writers crash here
 }
 
+/// `take` gives the reason why the writer should not see the call.
+template <class Take, class Call>
+bool CheckedImageOutput::forward_in_turn(Take const& take, Call const& call) noexcept
+try {
+    if (m_is_open)
+        if (std::string const objection = take(); !objection.empty())
+            return refuse(objection);
+    bool const is_written = forward_if_open(call);
+    if (!is_written)
+        m_order.stop();
+    return is_written;
+} catch (...) {
+    return refuse("there is not enough memory");
+}
+
 bool CheckedImageOutput::open(std::string const& name, OIIO::ImageSpec const& spec, OpenMode mode)
 {
     m_is_open = prepare_file(name, spec) && forward([&] { return m_writer->open(name, spec, mode); });
     m_was_opened |= m_is_open;
-    if (m_is_open)
+    if (m_is_open) {
         m_spec = m_writer->spec();
-    else if (m_file)
-        m_file->discard();
+        m_order = WriteOrder(format_name(), m_spec);
+    } else {
+        remove_file();
+    }
     return m_is_open;
 }
 
@@ -134,16 +152,22 @@ try {
 
 bool CheckedImageOutput::close()
 {
+    bool const was_open = m_is_open;
+    bool const is_whole = close_and_keep();
+    if (!is_whole && was_open)
+        remove_file();
+    return is_whole;
+}
+
+bool CheckedImageOutput::close_and_keep()
+{
     if (!m_was_opened)
         return true;
     bool const is_closed = forward([&] { return m_writer->close(); });
     if (!m_is_open)
         return is_closed;  // what there was to tell was told by the first call
     m_is_open = false;
-    bool const is_whole = finish_file() && is_closed;
-    if (!is_whole)
-        remove_file();
-    return is_whole;
+    return finish_file() && is_closed;
 }
 
 bool CheckedImageOutput::finish_file() noexcept
@@ -168,20 +192,23 @@ void CheckedImageOutput::remove_file()
 bool CheckedImageOutput::write_scanline(int y, int z, OIIO::TypeDesc format, void const* data,
                                         OIIO::stride_t x_stride)
 {
-    return forward_if_open([&] { return m_writer->write_scanline(y, z, format, data, x_stride); });
+    return forward_in_turn([&] { return m_order.take_rows(y, y + 1); },
+                           [&] { return m_writer->write_scanline(y, z, format, data, x_stride); });
 }
 
 bool CheckedImageOutput::write_scanlines(int begin_y, int end_y, int z, OIIO::TypeDesc format,
                                          void const* data, OIIO::stride_t x_stride, OIIO::stride_t y_stride)
 {
-    return forward_if_open(
+    return forward_in_turn(
+        [&] { return m_order.take_rows(begin_y, end_y); },
         [&] { return m_writer->write_scanlines(begin_y, end_y, z, format, data, x_stride, y_stride); });
 }
 
 bool CheckedImageOutput::write_tile(int x, int y, int z, OIIO::TypeDesc format, void const* data,
                                     OIIO::stride_t x_stride, OIIO::stride_t y_stride, OIIO::stride_t z_stride)
 {
-    return forward_if_open(
+    return forward_in_turn(
+        [&] { return m_order.take_tile(x, y); },
         [&] { return m_writer->write_tile(x, y, z, format, data, x_stride, y_stride, z_stride); });
 }
 
@@ -189,7 +216,15 @@ bool CheckedImageOutput::write_tiles(int begin_x, int end_x, int begin_y, int en
                                      OIIO::TypeDesc format, void const* data, OIIO::stride_t x_stride,
                                      OIIO::stride_t y_stride, OIIO::stride_t z_stride)
 {
-    return forward_if_open([&] {
+    auto const take_tiles = [&] {
+        int const width = std::max(1, m_spec.tile_width), height = std::max(1, m_spec.tile_height);
+        std::string objection;
+        for (int y = begin_y; y < end_y && objection.empty(); y += height)
+            for (int x = begin_x; x < end_x && objection.empty(); x += width)
+                objection = m_order.take_tile(x, y);
+        return objection;
+    };
+    return forward_in_turn(take_tiles, [&] {
         return m_writer->write_tiles(begin_x, end_x, begin_y, end_y, begin_z, end_z, format, data, x_stride,
                                      y_stride, z_stride);
     });
@@ -210,9 +245,11 @@ bool CheckedImageOutput::write_image(OIIO::TypeDesc format, void const* data, OI
                                      OIIO::stride_t y_stride, OIIO::stride_t z_stride,
                                      OIIO::ProgressCallback progress, void* progress_data)
 {
-    return forward_if_open([&] {
-        return m_writer->write_image(format, data, x_stride, y_stride, z_stride, progress, progress_data);
-    });
+    return forward_in_turn([&] { return m_order.take_image(); },
+                           [&] {
+                               return m_writer->write_image(format, data, x_stride, y_stride, z_stride,
+                                                            progress, progress_data);
+                           });
 }
 
 }  // namespace zv_image_io

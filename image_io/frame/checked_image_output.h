@@ -6,11 +6,12 @@
 #include <string>
 
 #include "image_io/frame/checked_file.h"
+#include "image_io/frame/write_order.h"
 
 namespace zv_image_io {
 
 /// A writer of OpenImageIO around the writer of a format, that notices what such writers overlook: bytes that
-/// were refused, shapes that a file library answers with a crash, calls on a closed file.
+/// were refused, shapes that a file library answers with a crash, calls on a closed file or out of their turn.
 ///
 /// The format's writer writes through a `CheckedFile` where it takes one; it is told that all is well, and
 /// the first `close` says otherwise. A file that is not whole then goes away, if it is a regular file that
@@ -32,6 +33,8 @@ public:
     /// True once a byte was refused or the format's writer threw: the file is not whole, whatever its writer
     /// says.
     [[nodiscard]] bool has_trouble() const { return m_has_trouble; }
+    /// As `close`, but the file stays, whatever the writer says of it.
+    bool close_and_keep();
     /// Removes the file if this object created it.
     void remove_file();
 
@@ -62,6 +65,8 @@ private:
     bool forward(Call const& call) noexcept;
     template <class Call>
     bool forward_if_open(Call const& call) noexcept;
+    template <class Take, class Call>
+    bool forward_in_turn(Take const& take, Call const& call) noexcept;
 
     bool prepare_file(std::string const& name, OIIO::ImageSpec const& spec) noexcept;
     bool finish_file() noexcept;
@@ -70,6 +75,7 @@ private:
 
     std::unique_ptr<CheckedFile> m_file;  // null for a writer that opens its own
     std::unique_ptr<OIIO::ImageOutput> m_writer;
+    WriteOrder m_order;
     std::string m_path;
     std::string m_passed_on;
     bool m_path_was_free = false;

@@ -39,7 +39,7 @@ std::optional<std::string> write_file(CheckedImageOutput& output, std::string co
     if (!output.open(path, spec, OIIO::ImageOutput::Create))
         return output.geterror();
     bool const is_written = output.write_image(buffer.type, buffer.pixels);
-    output.close();  // The result plays no part: what was refused on the way is known.
+    output.close_and_keep();  // The result plays no part: what was refused on the way is known.
     if (is_written && !output.has_trouble())
         return std::nullopt;
     output.remove_file();

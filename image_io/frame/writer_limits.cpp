@@ -12,6 +12,9 @@ namespace {
 /// The JPEG library ends the process when it is asked for more.
 constexpr std::size_t kMaximumJpegEdge = 65500;
 
+/// The WebP writer calls itself for ever after a picture that its library refuses.
+constexpr std::size_t kMaximumWebpEdge = 16383;
+
 /// Their writers take the origin for a place in the picture, and write outside of their memory.
 constexpr std::string_view kWithoutOrigin[] = {"dpx", "gif", "heif", "rla", "webp"};
 
@@ -31,6 +34,8 @@ std::string find_format_objection(std::string const& format, ImageShape const& s
 {
     if (format == "jpeg" && (shape.width > kMaximumJpegEdge || shape.height > kMaximumJpegEdge))
         return "JPEG files have at most " + std::to_string(kMaximumJpegEdge) + " pixels an edge";
+    if (format == "webp" && (shape.width > kMaximumWebpEdge || shape.height > kMaximumWebpEdge))
+        return "WebP files have at most " + std::to_string(kMaximumWebpEdge) + " pixels an edge";
     if (format == "dpx" && shape.channels != 1 && shape.channels != 3 && shape.channels != 4)
         return "DPX files have 1, 3 or 4 channels";  // the writer aborts the process at all others
     if (shape.has_origin &&

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <new>
 
 #include "host/app_base/app_progress_bar.h"
 #include "host/colorio/color_io.h"
@@ -89,17 +90,18 @@ PlateImage& PlateImage::operator=(PlateImage const& other)
     if (this == &other)
         return *this;
     std::scoped_lock const guard(m_lock, other.m_lock);
-    std::unique_ptr<float[]> pixels;
-    if (other.m_pixels) {
-        pixels = std::make_unique_for_overwrite<float[]>(other.m_value_count);
-        std::copy_n(other.m_pixels.get(), other.m_value_count.load(), pixels.get());
-    }
+    clear_data();  // which makes this plate count as not loaded
     m_file_path = other.m_file_path;
-    m_width = other.m_width.load();
     m_height = other.m_height.load();
-    m_value_count = other.m_value_count.load();
     m_requester_count = other.m_requester_count.load();
-    m_pixels = std::move(pixels);
+    if (other.m_pixels) {
+        m_pixels.reset(new (std::nothrow) float[other.m_value_count]);
+        if (!m_pixels)
+            return *this;  // as after a failed read
+        std::copy_n(other.m_pixels.get(), other.m_value_count.load(), m_pixels.get());
+    }
+    m_width = other.m_width.load();
+    m_value_count = other.m_value_count.load();
     return *this;
 }
 
@@ -174,10 +176,11 @@ bool PlateImage::read_file(AppProgressBar* progress)
     m_value_count = 0;
     m_width = file.spec.width;
     m_height = file.spec.height;
+    // Pixels of its own until they are whole: the progress bar may come back and load, or assign, meanwhile.
+    std::unique_ptr<float[]> pixels;
     bool const is_read = guarded(false, [&] {
-        m_pixels = std::make_unique<float[]>(*value_count);
-        m_value_count = *value_count;
-        return zv_image_io::read_plate_rows(*file.input, file.spec, m_pixels.get());
+        pixels = std::make_unique<float[]>(*value_count);
+        return zv_image_io::read_plate_rows(*file.input, file.spec, pixels.get());
     });
     show_progress(progress, 0.7f);
     if (!is_read) {
@@ -185,8 +188,12 @@ bool PlateImage::read_file(AppProgressBar* progress)
         return false;
     }
     if (file.spec.nchannels == 3)
-        make_opaque(m_pixels.get(), *value_count);
-    convert_to_working_space(m_file_path, m_pixels.get(), file.spec.width, file.spec.height);
+        make_opaque(pixels.get(), *value_count);
+    convert_to_working_space(m_file_path, pixels.get(), file.spec.width, file.spec.height);
+    m_width = file.spec.width;
+    m_height = file.spec.height;
+    m_value_count = *value_count;
+    m_pixels = std::move(pixels);
     show_progress(progress, 0.9f);
     return true;
 }

@@ -19,7 +19,7 @@ class AppProgressBar;
 class ZV_IMAGE_IO_EXPORT PlateImage {
 public:
     explicit PlateImage(CoreString const& path);
-    /// With a copy of the pixels; a copy counts as not loaded.
+    /// With a copy of the pixels, if there is memory for it; a copy counts as not loaded.
     PlateImage(PlateImage const& other);
     PlateImage& operator=(PlateImage const& other);
     ~PlateImage();

@@ -1,6 +1,7 @@
 #include "image_io/plate/plate_image_manager.h"
 
 #include <mutex>
+#include <utility>
 
 #include "host/of/of_app.h"
 #include "host/of/of_expression.h"
@@ -23,13 +24,12 @@ void PlateImageManager::create(OfApp& app)
 
 void PlateImageManager::destroy()
 {
-    delete s_instance;
-    s_instance = nullptr;
+    delete std::exchange(s_instance, nullptr);  // whoever hears of its end finds none any more
 }
 
 PlateImageManager& PlateImageManager::get()
 {
-    static PlateImageManager none;
+    static PlateImageManager& none = *new PlateImageManager;  // static objects may outlive all others
     return s_instance ? *s_instance : none;
 }
 

@@ -61,6 +61,8 @@ ImageIOResolutionPresetManager::operator=(ImageIOResolutionPresetManager&& other
     m_default_presets = std::move(other.m_default_presets);
     m_file_presets = std::move(other.m_file_presets);
     m_preset_enum = other.m_preset_enum;
+    if (m_app != other.m_app)
+        leave_application();
     m_app = other.m_app;
     watch_application();
     return *this;
@@ -73,11 +75,21 @@ void ImageIOResolutionPresetManager::watch_application()
                 nullptr);
 }
 
-void ImageIOResolutionPresetManager::on_application_destroyed(EventObject& sender,
-                                                              EventObject::EventInfo const&, OfObject*)
+void ImageIOResolutionPresetManager::leave_application()
 {
-    if (&sender != static_cast<EventObject*>(m_app))
-        return;  // that of another list, before an assignment
+    using Manager = ImageIOResolutionPresetManager;
+    if (!m_app)
+        return;
+    disconnect(*m_app, zv_image_io::kEventDestroy, &Manager::on_application_destroyed, nullptr);
+    disconnect(*m_app, zv_image_io::kEventPresetFileUseChanged, &Manager::on_use_config_file_changed,
+               nullptr);
+    disconnect(*m_app, zv_image_io::kEventPresetFilePathChanged, &Manager::on_config_file_path_changed,
+               nullptr);
+}
+
+void ImageIOResolutionPresetManager::on_application_destroyed(EventObject&, EventObject::EventInfo const&,
+                                                              OfObject*)
+{
     m_app = nullptr;
     m_preset_enum = nullptr;  // it went with the application's factory
 }
@@ -98,8 +110,7 @@ ImageIOResolutionPresetManager* ImageIOResolutionPresetManager::get_instance()
 
 void ImageIOResolutionPresetManager::destroy()
 {
-    delete m_instance;  // which ends its connections
-    m_instance = nullptr;
+    delete std::exchange(m_instance, nullptr);  // which ends its connections
 }
 
 bool ImageIOResolutionPresetManager::init()

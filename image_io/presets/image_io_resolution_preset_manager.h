@@ -63,6 +63,7 @@ private:
     using Presets = CoreVector<ResolutionPreset>;
 
     void watch_application();
+    void leave_application();
     bool init_default_verrane_config();
     void use_file_config(bool const& use);
     void take_file_or_default();

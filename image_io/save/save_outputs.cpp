@@ -39,7 +39,7 @@ ImageIO::SavingStatus ImageIOSave::save_generic(ImageEvalContext context, CoreSt
                                                 GMathVec4<int> const& canvas_rectangle,
                                                 GMathVec4<int> const& region, OfApp* app,
                                                 AppProgressBar* progress)
-{
+try {
     if (progress)
         progress->set_value(0.0f);
     Status const status =
@@ -49,6 +49,8 @@ ImageIO::SavingStatus ImageIOSave::save_generic(ImageEvalContext context, CoreSt
     if (progress)
         progress->set_value(1.0f);
     return status;
+} catch (...) {
+    return ImageIO::SAVING_STATUS_WRITE_FAILED;
 }
 
 ImageIO::SavingStatus ImageIOSave::save_advanced(ImageEvalContext context, CoreString const& filename,

@@ -48,7 +48,7 @@ std::optional<std::string> write_file(CheckedImageOutput& output, CoreString con
     if (!output.open(std::string(filename.view()), describe(filename, format, buffer)))
         return output.geterror();
     bool const is_written = output.write_image(OIIO::TypeDesc::FLOAT, buffer.pixels);
-    output.close();  // The result plays no part: what was refused on the way is known.
+    output.close_and_keep();  // The result plays no part: what was refused on the way is known.
     if (is_written && !output.has_trouble())
         return std::nullopt;
     output.remove_file();

@@ -1,6 +1,7 @@
 #include "image_io/texture/image_io_texture_manager.h"
 
 #include <mutex>
+#include <utility>
 #include <vector>
 
 #include "host/image/image_tile_factory.h"
@@ -10,6 +11,7 @@
 #include "image_io/frame/image_io.h"
 #include "image_io/load/image_load_options.h"
 #include "image_io/texture/texture_item.h"
+#include "image_io/texture/texture_key.h"
 
 using zv_image_io::guarded;
 using zv_image_io::kEventDestroy;
@@ -17,27 +19,6 @@ using zv_image_io::kEventDestroy;
 using Guard = std::lock_guard<SysThreadLockRecursive>;
 
 ImageIOTextureManager* ImageIOTextureManager::s_manager = nullptr;
-
-namespace {
-
-CoreString item_key(CoreString const& path, ImageLoadOptions const& options, ImagePixel::RepeatMode u,
-                    ImagePixel::RepeatMode v)
-{
-    CoreString key = path;
-    key += "#";
-    key += options.color_space;
-    key += "#";
-    key += options.premultiply;
-    key += "#";
-    key += options.single_channel_mode;
-    key += "#";
-    key += static_cast<int>(u);
-    key += "#";
-    key += static_cast<int>(v);
-    return key;
-}
-
-}  // namespace
 
 // The instance, once made, stays until the process ends, so that whoever kept the pointer finds something there.
 void ImageIOTextureManager::init()
@@ -69,48 +50,59 @@ ImageIOTextureManager::~ImageIOTextureManager()
 }
 
 ImageIOTextureManager::ImageIOTextureManager(ImageIOTextureManager const& other)
-    : m_items(other.m_items)
-    , m_has_ended(other.m_has_ended)
+    : m_lock(other.m_lock)
 {
-    share_items();
+    guarded([&] { share_items(other); });
 }
 
 ImageIOTextureManager& ImageIOTextureManager::operator=(ImageIOTextureManager const& other)
 {
     if (this == &other)
         return *this;
-    Table items = other.m_items;
-    end();
-    m_items = std::move(items);
-    m_has_ended = other.m_has_ended;
-    share_items();
+    guarded([&] {
+        end();
+        m_lock = other.m_lock;
+        share_items(other);
+    });
     return *this;
 }
 
-void ImageIOTextureManager::share_items()
+void ImageIOTextureManager::share_items(ImageIOTextureManager const& other)
 {
-    m_items.for_each([](CoreString const&, TextureItem* const& item) { ++item->holders; });
-}
-
-void ImageIOTextureManager::end()
-{
-    Guard const guard(m_lock);
-    m_has_ended = true;
-    for (EventObject* const user : m_connected_users)
-        EventObject::disconnect(*user, kEventDestroy, &on_user_destroyed, this);
-    m_connected_users.clear();
-    release_items();
+    Guard const guard(*m_lock);
+    Table items = other.m_items;
+    items.for_each([](CoreString const&, TextureItem* const& item) {
+        item->holders.reserve(item->holders.size() + 1);  // what may fail fails before anything is changed
+    });
+    items.for_each([this](CoreString const&, TextureItem* const& item) { item->holders.push_back(this); });
+    m_items = std::move(items);
+    m_has_ended = other.m_has_ended;
 }
 
 /// The table is empty before the first image goes: what its end sets off may come back here.
-void ImageIOTextureManager::release_items()
+void ImageIOTextureManager::end()
 {
-    Table items;
-    std::swap(items, m_items);
-    items.for_each([](CoreString const&, TextureItem* const& item) {
-        if (--item->holders == 0)
-            delete item;
+    Guard const guard(*m_lock);
+    m_has_ended = true;
+    Table const items = std::exchange(m_items, Table());
+    auto const users = std::exchange(m_connected_users, {});
+    for (EventObject* const user : users)
+        EventObject::disconnect(*user, kEventDestroy, &on_user_destroyed, this);
+    std::vector<std::unique_ptr<TextureItem>> unused;
+    items.for_each([&](CoreString const&, TextureItem* const& item) {
+        if (item->leave(*this))
+            unused.emplace_back(item);
+        else
+            hand_over(*item, users);
     });
+}
+
+/// Another manager has the item: users who asked this one for it tell that one when they go.
+void ImageIOTextureManager::hand_over(TextureItem const& item, std::unordered_set<EventObject*> const& users)
+{
+    for (ResourceUser* const user : item.requesters)
+        if (users.contains(user))
+            item.holders.front()->watch(*user);
 }
 
 ImageCanvas* ImageIOTextureManager::load_image(ResourceUser& user, CoreString const& path,
@@ -121,15 +113,18 @@ ImageCanvas* ImageIOTextureManager::load_image(ResourceUser& user, CoreString co
     if (path.is_empty())
         return nullptr;
     return guarded(static_cast<ImageCanvas*>(nullptr), [&]() -> ImageCanvas* {
-        CoreString const key = item_key(path, options, u, v);
+        CoreString const key = zv_image_io::texture_key(path, options, u, v);
         // The load runs inside the lock, so that no file is read twice at once.
-        Guard const guard(m_lock);
+        Guard const guard(*m_lock);
         if (m_has_ended)
             return nullptr;
         TextureItem* const* const known = m_items.find(key);
-        TextureItem& item = known ? **known : add_item(key, load_item(path, options, app, progress, u, v));
-        add_requester(item, user);
-        return item.canvas.get();
+        TextureItem* const item =
+            known ? *known : add_item(key, load_item(path, options, app, progress, u, v));
+        if (!item)
+            return nullptr;
+        add_requester(*item, user);
+        return item->canvas.get();
     });
 }
 
@@ -138,6 +133,7 @@ ImageIOTextureManager::load_item(CoreString const& path, ImageLoadOptions const&
                                  AppProgressBar* progress, ImagePixel::RepeatMode u, ImagePixel::RepeatMode v)
 {
     auto item = std::make_unique<TextureItem>();
+    item->holders.push_back(this);
     item->canvas.reset(ImageIO::load_image(path, options, app, progress, u, v));
     item->path = path;
     long long time = 0;
@@ -146,23 +142,36 @@ ImageIOTextureManager::load_item(CoreString const& path, ImageLoadOptions const&
     return item;
 }
 
-ImageIOTextureManager::TextureItem& ImageIOTextureManager::add_item(CoreString const& key,
+ImageIOTextureManager::TextureItem* ImageIOTextureManager::add_item(CoreString const& key,
                                                                     std::unique_ptr<TextureItem> item)
 {
-    // The load may have come back here through its progress bar and asked for the same file.
+    // The load may have come back here through its progress bar: and ended the manager, or asked for the same file.
+    if (m_has_ended)
+        return nullptr;
     if (TextureItem* const* const known = m_items.find(key))
-        return **known;
+        return *known;
     m_items.insert(key, item.get());
-    return *item.release();
+    return item.release();
 }
 
 void ImageIOTextureManager::add_requester(TextureItem& item, ResourceUser& user)
 {
     if (item.requesters.find_index(&user) != 0xFFFFFFFFu)
         return;
+    watch(user);  // first: nobody must be in the list whose end is not heard of
     item.requesters.add(&user);
-    if (m_connected_users.insert(&user).second)
+}
+
+void ImageIOTextureManager::watch(EventObject& user)
+{
+    if (!m_connected_users.insert(&user).second)
+        return;
+    try {
         EventObject::connect(user, kEventDestroy, &on_user_destroyed, this);
+    } catch (...) {
+        m_connected_users.erase(&user);
+        throw;
+    }
 }
 
 void ImageIOTextureManager::on_user_destroyed(EventObject& sender, EventObject::EventInfo const& info,
@@ -177,7 +186,7 @@ void ImageIOTextureManager::remove_requester(EventObject* user)
     if (!user)
         return;
     guarded([&] {
-        Guard const guard(m_lock);
+        Guard const guard(*m_lock);
         m_connected_users.erase(user);
         EventObject::disconnect(*user, kEventDestroy, &on_user_destroyed, this);
         std::vector<std::pair<CoreString, TextureItem*>> unused;
@@ -190,7 +199,7 @@ void ImageIOTextureManager::remove_requester(EventObject* user)
             m_items.remove(key);
         // Only now, with the table as it will be, may the end of a canvas bring more users back here.
         for (auto const& [key, item] : unused)
-            if (--item->holders == 0)
+            if (item->leave(*this))
                 delete item;
         if (unused.empty())
             return;
@@ -205,7 +214,7 @@ void ImageIOTextureManager::check_external_file_modification()
     guarded([this] {
         std::vector<CoreString> keys;
         {
-            Guard const guard(m_lock);
+            Guard const guard(*m_lock);
             m_items.for_each([&keys](CoreString const& key, TextureItem* const&) { keys.push_back(key); });
         }
         for (CoreString const& key : keys)
@@ -218,7 +227,7 @@ void ImageIOTextureManager::tell_requesters(CoreString const& key)
 {
     CoreVector<ResourceUser*> requesters;
     {
-        Guard const guard(m_lock);
+        Guard const guard(*m_lock);
         TextureItem* const* const item = m_items.find(key);
         long long time = 0;
         if (!item || !SysFilesystem::get_file_modification_time((*item)->path, time) ||
@@ -229,7 +238,7 @@ void ImageIOTextureManager::tell_requesters(CoreString const& key)
     }
     for (ResourceUser* const user : requesters) {
         {
-            Guard const guard(m_lock);
+            Guard const guard(*m_lock);
             TextureItem* const* const item = m_items.find(key);
             if (!item || (*item)->requesters.find_index(user) == 0xFFFFFFFFu)
                 continue;
@@ -242,7 +251,7 @@ void ImageIOTextureManager::tell_requesters(CoreString const& key)
 unsigned long long ImageIOTextureManager::get_memory_size() const
 {
     constexpr unsigned long long kNoTable = 9, kDenseTable = 25, kSparseTable = 48 + 9;
-    Guard const guard(m_lock);
+    Guard const guard(*m_lock);
     unsigned long long bytes = 40;
     if (auto const* const sparse = m_items.get_sparse()) {
         bytes += kSparseTable;

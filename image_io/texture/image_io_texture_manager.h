@@ -24,7 +24,8 @@ struct ImageLoadOptions;
 ///
 /// Owns     the canvases; users are borrowed, and taken out when they raise "EVT_ID_DESTROY"
 /// Errors   nothing throws; null
-/// Threads  any number, one load at a time; `init`, `destroy` and copies belong to one thread
+/// Threads  any number, one load at a time, also with copies; who makes, assigns or destroys a manager sees to it that
+///          nobody else uses it meanwhile
 class ZV_IMAGE_IO_EXPORT ImageIOTextureManager {
 public:
     /// Makes the instance; one that there is ends first.
@@ -37,7 +38,8 @@ public:
 
     ImageIOTextureManager();
     ~ImageIOTextureManager();
-    /// A copy shares the items: an image is freed by the last of them. Users leave the one that they asked.
+    /// A copy shares the images and the lock: an image is freed by the last of them. Users of a manager that ends are
+    /// heard by one of those that share their image.
     ImageIOTextureManager(ImageIOTextureManager const& other);
     ImageIOTextureManager& operator=(ImageIOTextureManager const& other);
 
@@ -62,19 +64,20 @@ private:
 
     static void on_user_destroyed(EventObject& sender, EventObject::EventInfo const& info, void* manager);
 
-    static std::unique_ptr<TextureItem> load_item(CoreString const& path, ImageLoadOptions const& options,
-                                                  OfApp* app, AppProgressBar* progress,
-                                                  ImagePixel::RepeatMode u, ImagePixel::RepeatMode v);
+    std::unique_ptr<TextureItem> load_item(CoreString const& path, ImageLoadOptions const& options,
+                                           OfApp* app, AppProgressBar* progress, ImagePixel::RepeatMode u,
+                                           ImagePixel::RepeatMode v);
+    TextureItem* add_item(CoreString const& key, std::unique_ptr<TextureItem> item);
     void add_requester(TextureItem& item, ResourceUser& user);
-    TextureItem& add_item(CoreString const& key, std::unique_ptr<TextureItem> item);
+    void watch(EventObject& user);
     void tell_requesters(CoreString const& key);
     void end();
-    void release_items();
-    void share_items();
+    static void hand_over(TextureItem const& item, std::unordered_set<EventObject*> const& users);
+    void share_items(ImageIOTextureManager const& other);
 
     Table m_items;
     std::unordered_set<EventObject*> m_connected_users;  // they tell this manager when they go
-    mutable SysThreadLockRecursive m_lock;
+    std::shared_ptr<SysThreadLockRecursive> m_lock = std::make_shared<SysThreadLockRecursive>();
     bool m_has_ended = false;
 
     static ImageIOTextureManager* s_manager;

@@ -40,10 +40,12 @@ ImageIOTextureStream::~ImageIOTextureStream() = default;
 
 void ImageIOTextureStream::start()
 {
-    m_texture_system = {OIIO::TextureSystem::create(true, nullptr),
-                        [](OIIO::TextureSystem* system) { OIIO::TextureSystem::destroy(system, false); }};
-    limit_cache(*m_texture_system, m_cache_size);
-    m_texture_system->attribute("gray_to_rgb", 1);
+    std::shared_ptr<OIIO::TextureSystem> const fresh = {
+        OIIO::TextureSystem::create(true, nullptr),
+        [](OIIO::TextureSystem* system) { OIIO::TextureSystem::destroy(system, false); }};
+    limit_cache(*fresh, m_cache_size);
+    fresh->attribute("gray_to_rgb", 1);
+    m_texture_system = fresh;
 }
 
 ImageIOTextureStream* ImageIOTextureStream::get_texture_stream()
@@ -73,8 +75,7 @@ void ImageIOTextureStream::clear()
     guarded([this] {
         LookupGate::Closing const closing(s_gate);
         m_texture_system->invalidate_all(true);
-        m_texture_system.reset();
-        start();
+        start();  // the old system goes when the fresh one is there: a stream is never without
     });
 }
 
@@ -92,12 +93,14 @@ bool ImageIOTextureStream::evaluate(UniqueString const& name, MapEvalCtx& ctx, i
 
 float ImageIOTextureStream::get_cache_size()
 {
-    ImageIOTextureStream* const stream = get_texture_stream();
-    float megabytes = 0.0f;
-    if (stream && stream->m_texture_system->getattribute("max_memory_MB", megabytes))
-        return megabytes;
-    log_line(zv_image_io::kLogWarning, "Unable to retrieve texture cache size");
-    return 0.0f;
+    return guarded(0.0f, [] {
+        ImageIOTextureStream* const stream = get_texture_stream();
+        float megabytes = 0.0f;
+        if (stream && stream->m_texture_system->getattribute("max_memory_MB", megabytes))
+            return megabytes;
+        log_line(zv_image_io::kLogWarning, "Unable to retrieve texture cache size");
+        return 0.0f;
+    });
 }
 
 void ImageIOTextureStream::set_cache_size(double const& megabytes)
@@ -107,7 +110,7 @@ void ImageIOTextureStream::set_cache_size(double const& megabytes)
     m_cache_size = static_cast<float>(megabytes);
     // A stream made here has taken the new limit already, and takes it once more.
     if (ImageIOTextureStream* const stream = get_texture_stream())
-        limit_cache(*stream->m_texture_system, m_cache_size);
+        guarded([stream] { limit_cache(*stream->m_texture_system, m_cache_size); });
 }
 
 GMathVec2<int> ImageIOTextureStream::get_image_size(UniqueString const& name) const

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <vector>
 
 #include "host/core/core_string.h"
 #include "host/core/core_vector.h"
@@ -10,11 +11,11 @@
 
 /// A shared image, or a load that failed.
 struct ImageIOTextureManager::TextureItem {
-    std::unique_ptr<ImageCanvas> canvas;   // null if the load failed
-    CoreVector<ResourceUser*> requesters;  // in the order of their arrival
-    CoreString path;                       // as it was asked for
-    long long modification_time = 0;       // as the file system tells it; 0 if unknown
-    unsigned int holders = 1;              // managers that have it in their tables
+    std::unique_ptr<ImageCanvas> canvas;          // null if the load failed
+    CoreVector<ResourceUser*> requesters;         // in the order of their arrival
+    CoreString path;                              // as it was asked for
+    long long modification_time = 0;              // as the file system tells it; 0 if unknown
+    std::vector<ImageIOTextureManager*> holders;  // those that have it in their tables
 
     /// True if the user was there. The others keep their order.
     bool remove(EventObject const* user)
@@ -25,5 +26,12 @@ struct ImageIOTextureManager::TextureItem {
                 return true;
             }
         return false;
+    }
+
+    /// True if that was the last manager.
+    bool leave(ImageIOTextureManager const& manager)
+    {
+        std::erase(holders, &manager);
+        return holders.empty();
     }
 };

@@ -130,6 +130,8 @@ public:
         m_options.swrap = wrap_mode(modes.swrap);
         m_options.twrap = wrap_mode(modes.twrap);
         m_options.sblur = m_options.tblur = footprint.blur;
+        if (modes.swrap == TextureOpt::WrapDefault || modes.twrap == TextureOpt::WrapDefault)
+            take_safe_defaults();
     }
 
     bool read(int first_channel, int count, float* result)
@@ -141,6 +143,22 @@ public:
     }
 
 private:
+    /// The default is what the file says, and a file may ask for the variant that ends the process.
+    void take_safe_defaults()
+    {
+        static OIIO::ustring const attribute("wrapmodes");
+        char const* text = nullptr;
+        if (!m_system.get_texture_info(m_file, m_thread_info, 0, attribute, OIIO::TypeDesc::STRING, &text) ||
+            !text)
+            return;
+        TextureOpt::Wrap s = TextureOpt::WrapDefault, t = TextureOpt::WrapDefault;
+        TextureOpt::parse_wrapmodes(text, s, t);
+        if (m_options.swrap == TextureOpt::WrapDefault && s == TextureOpt::WrapPeriodicPow2)
+            m_options.swrap = wrap_mode(s);
+        if (m_options.twrap == TextureOpt::WrapDefault && t == TextureOpt::WrapPeriodicPow2)
+            m_options.twrap = wrap_mode(t);
+    }
+
     OIIO::TextureSystem& m_system;
     OIIO::TextureSystem::Perthread* m_thread_info;
     OIIO::TextureSystem::TextureHandle* m_file;

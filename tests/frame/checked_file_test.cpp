@@ -88,18 +88,32 @@ TEST(CheckedFile, FinishedWithoutAByteIsEmpty)
     EXPECT_EQ(content(folder.file("a")), "");
 }
 
-TEST(CheckedFile, DiscardedLeavesThingsAsTheyWere)
+TEST(CheckedFile, RemovedBeforeTheFirstByteLeavesThingsAsTheyWere)
 {
     TempDir const folder;
     zv_test::write_bytes(folder.file("old"), {'x', 'y'});
 
     CheckedFile old_file(folder.file("old")), new_file(folder.file("new"));
-    old_file.discard();
-    new_file.discard();
+    old_file.remove();
+    new_file.remove();
 
     EXPECT_EQ(content(folder.file("old")), "xy");
     EXPECT_FALSE(std::filesystem::exists(folder.file("new")));
     EXPECT_FALSE(new_file.finish());
+}
+
+TEST(CheckedFile, LeavesAnotherFileThatTookTheName)
+{
+    TempDir const folder;
+    CheckedFile moved(folder.file("a"));
+    moved.write("z", 1);
+    std::filesystem::rename(folder.file("a"), folder.file("b"));
+    zv_test::write_bytes(folder.file("a"), {'x', 'y'});
+
+    moved.remove();
+
+    EXPECT_EQ(content(folder.file("a")), "xy");
+    EXPECT_TRUE(std::filesystem::exists(folder.file("b")));
 }
 
 TEST(CheckedFile, RemovesWhatItCreatedWhateverIsInIt)

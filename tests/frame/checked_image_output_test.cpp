@@ -152,6 +152,18 @@ TEST(CheckedImageOutput, AFailedOpenLeavesThingsAsTheyWere)
     EXPECT_EQ(file_bytes(old), (std::vector<char>{'o', 'l', 'd'}));
 }
 
+TEST(CheckedImageOutput, AFailedOpenLeavesNothingOfAWriterThatOpensItsOwnFile)
+{
+    TempDir const folder;
+    std::string const path = folder.file("a.rla");
+    auto const output = CheckedImageOutput::make(path);
+    ASSERT_FALSE(output->supports("ioproxy"));
+
+    EXPECT_FALSE(output->open(path, picture_spec(70000, 3, 3, TypeDesc::UINT8)));  // behind its own open
+
+    EXPECT_FALSE(std::filesystem::exists(path));
+}
+
 TEST(CheckedImageOutput, RemovesOnlyAFileThatItCreated)
 {
     TempDir const folder;
@@ -181,6 +193,8 @@ TEST(CheckedImageOutput, RefusesShapesThatNoWriterShouldSee)
           Shape{"a.bmp", 0, 3, 1, "the image has no size"}, Shape{"a.bmp", 4, -3, 1, "the image has no size"},
           Shape{"a.jpg", 65501, 1, 3, "JPEG files have at most 65500 pixels an edge"},
           Shape{"a.jpg", 1, 65501, 3, "JPEG files have at most 65500 pixels an edge"},
+          Shape{"a.webp", 16384, 1, 3, "WebP files have at most 16383 pixels an edge"},
+          Shape{"a.webp", 1, 16384, 4, "WebP files have at most 16383 pixels an edge"},
           Shape{"a.dpx", 4, 3, 2, "DPX files have 1, 3 or 4 channels"},
           Shape{"a.tif", 2147483647, 2147483647, 3, "the image is too large"}}) {
         auto const output = CheckedImageOutput::make(folder.file(shape.name));

@@ -178,12 +178,14 @@ TEST(SaveImage, ResultOfCloseDoesNotCount)
     TempDir const folder;
     WriteScript script;
     script.close = WriteScript::REFUSE;
+    script.makes_file = true;
     ScriptedFile const file(folder, script);
     LogCapture const log;
 
     EXPECT_TRUE(save_bytes(file.path(), 1));
 
     EXPECT_EQ(log.lines(), Lines{});
+    EXPECT_TRUE(std::filesystem::exists(file.path()));
 }
 
 TEST(SaveImage, ExceptionsOfWritersEndAsFailures)

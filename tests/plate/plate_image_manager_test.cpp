@@ -216,6 +216,23 @@ TEST_F(PlateManager, ListenersMayComeBackToTheCatalogue)
     EXPECT_EQ(manager().get_paths().get_count(), 2u);
 }
 
+TEST_F(PlateManager, ListenersOfAClearFindAnEmptyCatalogue)
+{
+    unsigned int paths = 99;
+    EventObject::connect(
+        manager(), "EVT_ID_PLATE_IMAGE_MANAGER_PATHS_CLEARED",
+        [](EventObject&, EventObject::EventInfo const&, void* count) {
+            *static_cast<unsigned int*>(count) = PlateImageManager::get().get_paths().get_count();
+            PlateImageManager::get().clear(PlateImageManager::CLEAR_MODE_RAISE_EVENT);
+        },
+        &paths);
+    manager().get_or_create_plate_image(write().c_str());
+
+    manager().clear(PlateImageManager::CLEAR_MODE_RAISE_EVENT);
+
+    EXPECT_EQ(paths, 0u);
+}
+
 TEST_F(PlateManager, MemoryCountsPlatesAndPaths)
 {
     EXPECT_EQ(manager().get_memory_size(), 128u + 16u);
@@ -308,6 +325,35 @@ TEST_F(PlateManager, EndOfTheCatalogueRaisesNothing)
 
     PlateImageManager::destroy();
 
+    EXPECT_TRUE(heard.empty());
+}
+
+TEST_F(PlateManager, WhoHearsOfItsEndFindsNoneAnyMore)
+{
+    int ends = 0;
+    EventObject::connect(
+        manager(), "EVT_ID_DESTROY",
+        [](EventObject&, EventObject::EventInfo const&, void* count) {
+            ++*static_cast<int*>(count);
+            PlateImageManager::destroy();
+            EXPECT_EQ(PlateImageManager::get().get_paths().get_count(), 0u);
+        },
+        &ends);
+    manager().get_or_create_plate_image(write().c_str());
+
+    PlateImageManager::destroy();
+
+    EXPECT_EQ(ends, 1);
+}
+
+TEST_F(PlateManager, ASecondBeginningEndsTheFirst)
+{
+    manager().get_or_create_plate_image(write().c_str());
+    heard.clear();
+
+    PlateImageManager::create(*app);
+
+    EXPECT_EQ(manager().get_paths().get_count(), 0u);
     EXPECT_TRUE(heard.empty());
 }
 

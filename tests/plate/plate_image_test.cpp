@@ -2,8 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <thread>
 
+#include "host/app_base/app_progress_bar.h"
 #include "host/colorio/color_io.h"
 #include "tests/support/log_capture.h"
 #include "tests/support/pictures.h"
@@ -331,6 +333,69 @@ TEST_F(Plate, CopiesHavePixelsOfTheirOwn)
     EXPECT_EQ(assigned.get_width(), 0);
 }
 
+TEST_F(Plate, AnAssignedPlateCountsAsNotLoaded)
+{
+    PlateImage plate(write(spec(3, 2, 4), "four.exr").c_str());
+    ASSERT_TRUE(plate.load(nullptr));
+
+    plate = PlateImage("empty");
+
+    EXPECT_FALSE(plate.is_loaded()) << "it has no pixels";
+    EXPECT_EQ(plate.get_pixels(), nullptr);
+    EXPECT_EQ(plate.get_height(), 0);
+    EXPECT_EQ(plate.get_memory_size(), 56u + 16u);
+}
+
+/// Does something when the bar comes to 0.7, between the read and the conversion.
+class BusyBar : public AppProgressBar {
+public:
+    explicit BusyBar(std::function<void()> work)
+        : AppProgressBar("")
+        , m_work(std::move(work))
+    {
+    }
+    void set_value(float value) override
+    {
+        AppProgressBar::set_value(value);
+        if (value == 0.7f)
+            m_work();
+    }
+
+private:
+    std::function<void()> m_work;
+};
+
+TEST_F(Plate, ProgressMayComeBackAndLoadAnotherSize)
+{
+    std::string const path = write(spec(70, 50, 3), "four.exr");
+    PlateImage plate(path.c_str());
+    BusyBar bar([&] {
+        write(spec(3, 2, 3), "four.exr");
+        EXPECT_TRUE(plate.load(nullptr));
+        EXPECT_EQ(plate.get_width(), 3);
+    });
+
+    EXPECT_TRUE(plate.load(&bar));
+
+    EXPECT_EQ(plate.get_width(), 70) << "the outer load ends last";
+    EXPECT_EQ(plate.get_height(), 50);
+    EXPECT_EQ(plate.get_memory_size(), 56u + 28u + 4u * 70 * 50 * 4);
+    expect_pixels(plate,
+                  [](int channel, int x, int y) { return channel == 3 ? 1.0f : encoded(channel, x, y); });
+}
+
+TEST_F(Plate, ProgressMayComeBackAndDropThePlate)
+{
+    PlateImage plate(write(spec(7, 5, 4), "four.exr").c_str());
+    plate.add_requester();
+    BusyBar bar([&] { plate.remove_requester(); });
+
+    EXPECT_TRUE(plate.load(&bar));
+
+    EXPECT_EQ(plate.get_requester_count(), 0u);
+    expect_pixels(plate, encoded);
+}
+
 // Windows: rows count from 0, whatever the file's data window is.
 
 TEST_F(Plate, RowsInFrontOfTheWindowFailTheRead)
@@ -405,7 +470,7 @@ TEST_F(Plate, ABrokenTileFailsTheRead)
 
 TEST_F(Plate, CutFilesFailTheRead)
 {
-    std::string const path = write(spec(64, 64, 4, OIIO::TypeDesc::UINT8), "cut.png");
+    std::string const path = write(spec(64, 64, 4), "cut.exr");
     zv_test::cut_file_to(path, 0.5);
     PlateImage plate(path.c_str());
 

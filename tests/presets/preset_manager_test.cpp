@@ -182,6 +182,55 @@ TEST_F(PresetManager, DestroyEndsTheConnections)
     EXPECT_EQ(enumeration().size(), 14u) << "the enumeration stays with the application";
 }
 
+TEST_F(PresetManager, WhoHearsOfItsEndFindsNoneAnyMore)
+{
+    start();
+    int ends = 0;
+    EventObject::connect(
+        manager(), "EVT_ID_DESTROY",
+        [](EventObject&, EventObject::EventInfo const&, void* count) {
+            ++*static_cast<int*>(count);
+            EXPECT_EQ(ImageIOResolutionPresetManager::get_instance(), nullptr);
+            ImageIOResolutionPresetManager::destroy();
+        },
+        &ends);
+
+    ImageIOResolutionPresetManager::destroy();
+
+    EXPECT_EQ(ends, 1);
+}
+
+TEST_F(PresetManager, AnAssignedListLeavesItsApplication)
+{
+    OfApp other;
+    start();
+    manager() = ImageIOResolutionPresetManager(nullptr);
+    zv_test::LogCapture log;
+    use_file(true);
+    change_path(folder.file("missing.txt").c_str());
+    EXPECT_TRUE(log.lines().empty());
+    EXPECT_EQ(manager().get_presets_count(), 0u);
+
+    manager() = ImageIOResolutionPresetManager(&other);
+    app.reset();
+    EXPECT_TRUE(manager().init()) << "the end of the application before is nothing to it";
+    EXPECT_EQ(manager().get_presets_count(), 18u);
+    ImageIOResolutionPresetManager::destroy();
+}
+
+TEST_F(PresetManager, ASettingThatComesOnAgainWithoutAPathKeepsTheListOfThen)
+{
+    start();
+    app->resolution_preset_file_path = write("Own { small { width 4; height 3 } }");
+    use_file(true);
+    use_file(false);
+    app->resolution_preset_file_path = "";
+
+    use_file(true);
+
+    EXPECT_EQ(manager().get_presets_count(), 18u) << "without a path the list stays what it is by then";
+}
+
 TEST_F(PresetManager, OutlivesItsApplication)
 {
     start();

@@ -160,12 +160,14 @@ TEST(WriteImageFromBuffer, ResultOfCloseDoesNotCount)
     TempDir const folder;
     WriteScript script;
     script.close = WriteScript::REFUSE;
+    script.makes_file = true;
     ScriptedFile const file(folder, script);
     LogCapture const log;
 
     EXPECT_EQ(write(file.path(), Format::SAVE_PNG8, 3), ImageIO::SAVING_STATUS_SUCCESS);
 
     EXPECT_EQ(log.lines(), Lines{});
+    EXPECT_TRUE(std::filesystem::exists(file.path()));
 }
 
 TEST(WriteImageFromBuffer, ExceptionsOfWritersAreFailures)

@@ -9,9 +9,11 @@
 #include <memory>
 #include <thread>
 
+#include "host/app_base/app_progress_bar.h"
 #include "host/image/image_canvas.h"
 #include "host/image/image_tile_factory.h"
 #include "host/resource/resource_user.h"
+#include "image_io/frame/image_io.h"
 #include "image_io/load/image_load_options.h"
 #include "tests/support/log_capture.h"
 #include "tests/support/pictures.h"
@@ -199,16 +201,22 @@ TEST_F(TextureManager, AFailedLoadIsRememberedUntilItsUsersAreGone)
 
 TEST_F(TextureManager, LogsNothingOfItsOwn)
 {
-    auto const file = counted();
+    std::string const good = write("good.exr"), missing = folder.file("missing.exr");
     User user;
-    zv_test::LogCapture log;
+    zv_test::LogCapture log(3);
+    for (std::string const& path : {good, missing})
+        delete ImageIO::load_image(path.c_str(), options(), nullptr, nullptr, ImagePixel::REPEAT_MODE_NONE,
+                                   ImagePixel::REPEAT_MODE_NONE);
+    std::size_t const lines_of_the_loads = log.lines().size();
+    ASSERT_GT(lines_of_the_loads, 0u);
 
-    load(user, file->path());
-    manager().remove_requester(&user);
+    for (std::string const& path : {good, missing, good, missing})
+        load(user, path);
+    touch(good);
     manager().check_external_file_modification();
+    manager().remove_requester(&user);
 
-    for (auto const& line : log.lines())
-        EXPECT_EQ(line.text.find("requester"), std::string::npos) << line.text;
+    EXPECT_EQ(log.lines().size(), 2 * lines_of_the_loads);
 }
 
 TEST_F(TextureManager, AUserThatDiesIsTakenOut)
@@ -257,12 +265,22 @@ TEST_F(TextureManager, UsersThatWereRemovedMayDieLater)
 
 TEST_F(TextureManager, FreedImagesGiveTheirTilesBack)
 {
-    User user;
-    ImageTileFactory::init();
-    load(user, write("tiles.exr"));
-    manager().remove_requester(&user);
+    User user, stranger;
+    auto const statistics = [] { return ImageTileFactory::get().get_statistics(); };
+    std::string const path = write("tiles.exr");
+    auto const in_use_before = statistics().tiles_in_use;
+    delete ImageIO::load_image(path.c_str(), options(), nullptr, nullptr, ImagePixel::REPEAT_MODE_NONE,
+                               ImagePixel::REPEAT_MODE_NONE);
+    ASSERT_GT(statistics().tiles_kept, 0u) << "tiles that wait for the next image";
 
-    EXPECT_NE(ImageTileFactory::s_factory, nullptr);
+    manager().remove_requester(&stranger);
+    EXPECT_GT(statistics().tiles_kept, 0u) << "nothing was freed";
+
+    load(user, path);
+    EXPECT_GT(statistics().tiles_in_use, in_use_before);
+    manager().remove_requester(&user);
+    EXPECT_EQ(statistics().tiles_in_use, in_use_before);
+    EXPECT_EQ(statistics().tiles_kept, 0u);
 }
 
 // Changed files
@@ -633,7 +651,141 @@ TEST_F(TextureManager, AUserOfACopyThatIsGoneDiesInPeace)
     EXPECT_EQ(manager().get_memory_size(), 40u + 9u);
 }
 
+/// As `load`, of a manager that is not the instance.
+ImageCanvas* load_from(ImageIOTextureManager& manager, ResourceUser& user, std::string const& path)
+{
+    ImageLoadOptions options;
+    options.color_space = "Linear";
+    return manager.load_image(user, path.c_str(), options, nullptr, nullptr, ImagePixel::REPEAT_MODE_NONE,
+                              ImagePixel::REPEAT_MODE_NONE);
+}
+
+TEST_F(TextureManager, UsersOfACopyThatIsGoneAreHeardByTheOther)
+{
+    auto const file = counted();
+    User first;
+    auto late = std::make_unique<User>();
+    load(first, file->path());
+    {
+        ImageIOTextureManager copy(manager());
+        EXPECT_NE(load_from(copy, *late, file->path()), nullptr);
+    }
+    touch(file->path());
+    manager().check_external_file_modification();
+    EXPECT_EQ(late->told, 1) << "still a user of the image";
+
+    late.reset();
+    touch(file->path());
+    manager().check_external_file_modification();
+
+    EXPECT_EQ(first.told, 2);
+    manager().remove_requester(&first);
+    EXPECT_EQ(manager().get_memory_size(), 40u + 9u);
+}
+
+TEST_F(TextureManager, UsersOfAnEndedManagerAreHeardByItsCopy)
+{
+    auto const file = counted();
+    auto user = std::make_unique<User>();
+    load(*user, file->path());
+    ImageIOTextureManager copy(manager());
+
+    ImageIOTextureManager::destroy();
+    user.reset();
+    touch(file->path());
+    copy.check_external_file_modification();
+
+    EXPECT_EQ(copy.get_memory_size(), 40u + 9u) << "the last user has gone";
+    EXPECT_EQ(file->closes(), file->opens());
+}
+
+TEST_F(TextureManager, AUserOfBothKeepsWhatItAskedTheOtherFor)
+{
+    auto const shared = counted("shared.zvs"), own = counted("own.zvs");
+    User user, other;
+    ImageCanvas* const canvas = load(user, shared->path());
+    {
+        ImageIOTextureManager copy(manager());
+        load_from(copy, user, shared->path());
+        load_from(copy, user, own->path());
+    }
+
+    manager().remove_requester(&other);
+    EXPECT_EQ(load(user, shared->path()), canvas);
+    EXPECT_EQ(shared->opens(), 1);
+    EXPECT_EQ(own->opens(), 1);
+}
+
+TEST_F(TextureManager, AnAssignedManagerLetsGoOfWhatItHad)
+{
+    auto const file = counted("first.zvs"), other = counted("second.zvs");
+    auto user = std::make_unique<User>();
+    User second;
+    ImageIOTextureManager assigned;
+    load_from(assigned, *user, file->path());
+    load(second, other->path());
+
+    assigned = manager();
+
+    EXPECT_EQ(assigned.get_memory_size(), manager().get_memory_size());
+    user.reset();
+    EXPECT_NE(load_from(assigned, second, other->path()), nullptr);
+    EXPECT_EQ(other->opens(), 1);
+}
+
+/// Ends the manager as soon as a load shows its progress.
+class EndingBar : public AppProgressBar {
+public:
+    EndingBar()
+        : AppProgressBar("")
+    {
+    }
+    void begin_task(CoreString const& title, float span, bool flag) override
+    {
+        ImageIOTextureManager::destroy();
+        AppProgressBar::begin_task(title, span, flag);
+    }
+};
+
+TEST_F(TextureManager, EndedByItsOwnLoadItGivesNull)
+{
+    auto const file = counted();
+    EndingBar bar;
+    {
+        User user;
+        EXPECT_EQ(manager().load_image(user, file->path().c_str(), options(), nullptr, &bar,
+                                       ImagePixel::REPEAT_MODE_NONE, ImagePixel::REPEAT_MODE_NONE),
+                  nullptr);
+    }
+    EXPECT_EQ(file->opens(), 1) << "it was being loaded";
+    EXPECT_EQ(manager().get_memory_size(), 40u + 9u);
+}
+
 // Threads
+
+TEST_F(TextureManager, CopiesOnOtherThreadsShareTheLock)
+{
+    auto const file = counted();
+    User holder;
+    load(holder, file->path());
+    std::vector<ImageIOTextureManager> copies(4, manager());
+    std::atomic<int> failures = 0;
+
+    std::vector<std::thread> threads;
+    for (ImageIOTextureManager& copy : copies)
+        threads.emplace_back([&] {
+            for (int round = 0; round < 50; ++round) {
+                User user;
+                failures += !load_from(round % 2 ? copy : manager(), user, file->path());
+                copy.get_memory_size();
+            }
+        });
+    for (std::thread& thread : threads)
+        thread.join();
+
+    EXPECT_EQ(failures, 0);
+    EXPECT_EQ(file->opens(), 1);
+}
 
 TEST_F(TextureManager, SixteenThreadsOnOneFileMakeOneRead)
 {

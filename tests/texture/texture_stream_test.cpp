@@ -56,6 +56,23 @@ protected:
         return ctx;
     }
 
+    /// A footprint of a third of the picture one way, and of some pixels the other way.
+    static MapEvalCtx stretched()
+    {
+        MapEvalCtx ctx = somewhere();
+        ctx.dudx = 0.35;
+        ctx.dudy = ctx.dvdx = 0.0;
+        ctx.dvdy = 0.07;
+        return ctx;
+    }
+
+    static float limit_of(ImageIOTextureStream& any)
+    {
+        float megabytes = 0.0f;
+        any.get_oiio_texture_system()->getattribute("max_memory_MB", megabytes);
+        return megabytes;
+    }
+
     struct Modes {
         int swrap = TextureOpt::WrapPeriodic, twrap = TextureOpt::WrapPeriodic, interp = 1, mip = 3;
     };
@@ -151,6 +168,7 @@ TEST_F(TextureStream, MipNumbersAreTheLibrarysModes)
         TextureOpt options = default_options();
         options.mipmode = mode;
         expect_as(somewhere(), {.mip = number}, options, std::to_string(number).c_str());
+        expect_as(stretched(), {.mip = number}, options, std::to_string(number).c_str());
     }
 }
 
@@ -202,6 +220,59 @@ TEST_F(TextureStream, PeriodicWrapForPowersOfTwoIsGoodForAllSizes)
 
     EXPECT_TRUE(evaluate(five(), outside, {}, plain));
     EXPECT_EQ(pow2, plain);
+}
+
+TEST_F(TextureStream, AFileMayAskForTheWrapOfPowersOfTwo)
+{
+    std::string const path = s_folder->file("asking.tif");
+    OIIO::ImageSpec spec = zv_test::picture_spec(96, 60, 3, OIIO::TypeDesc::FLOAT);
+    spec.attribute("wrapmodes", "periodic_pow2,periodic_pow2");
+    zv_test::write_picture(path, spec);
+    UniqueString const asking(path);
+    MapEvalCtx outside = somewhere();
+    outside.u = 0.9;
+    outside.v = -1.3;
+    constexpr int kPeriodic = TextureOpt::WrapPeriodic, kDefault = TextureOpt::WrapDefault;
+
+    for (int interp : {0, 1, 2, 3}) {
+        Result expected, both, first, second;
+        EXPECT_TRUE(evaluate(asking, outside, {kPeriodic, kPeriodic, interp}, expected));
+        EXPECT_TRUE(evaluate(asking, outside, {kDefault, kDefault, interp}, both)) << "and lives";
+        EXPECT_TRUE(evaluate(asking, outside, {kDefault, kPeriodic, interp}, first));
+        EXPECT_TRUE(evaluate(asking, outside, {kPeriodic, kDefault, interp}, second));
+        EXPECT_EQ(both, expected) << interp;
+        EXPECT_EQ(first, expected) << interp;
+        EXPECT_EQ(second, expected) << interp;
+    }
+}
+
+TEST_F(TextureStream, ModesGiveDifferentResults)
+{
+    auto const all_differ = [](std::vector<Result> const& results, char const* what) {
+        for (std::size_t one = 0; one < results.size(); ++one)
+            for (std::size_t other = 0; other < one; ++other)
+                EXPECT_NE(results[one], results[other]) << what << " " << other << " and " << one;
+    };
+    MapEvalCtx magnified = somewhere(), outside = somewhere();
+    magnified.dudx = magnified.dudy = magnified.dvdx = magnified.dvdy = 0.0001;
+    outside.u = 0.9;
+    outside.v = -1.3;
+    std::vector<Result> mips(4), interps(4), wraps(4);
+
+    for (int mip = 1; mip <= 4; ++mip)
+        evaluate(five(), stretched(), {.mip = mip}, mips[std::size_t(mip - 1)]);
+    for (int interp = 0; interp <= 2; ++interp)
+        evaluate(five(), magnified, {.interp = interp}, interps[std::size_t(interp)]);
+    evaluate(five(), somewhere(), {.interp = 2}, interps[3]);
+    for (int wrap = 1; wrap <= 4; ++wrap)
+        evaluate(square(), outside, {.swrap = wrap}, wraps[std::size_t(wrap - 1)]);
+
+    all_differ(mips, "mip");
+    all_differ(interps, "interp");
+    all_differ(wraps, "wrap");
+    Result smart;
+    evaluate(five(), somewhere(), {.interp = 3}, smart);
+    EXPECT_NE(smart, interps[3]) << "smart bicubic is bilinear where the picture is made smaller";
 }
 
 // Which channels
@@ -454,6 +525,7 @@ TEST_F(TextureStream, TellsTheFullSize)
     GMathVec2<int> const none = stream().get_image_size(UniqueString(s_folder->file("missing.exr")));
     EXPECT_EQ(none.x, 0);
     EXPECT_EQ(none.y, 0);
+    EXPECT_TRUE(stream().get_oiio_texture_system()->has_error()) << "the text is left to who wants it";
     stream().get_oiio_texture_system()->geterror();
 }
 
@@ -509,11 +581,34 @@ TEST_F(TextureStream, ClearOfACopyWithoutAnInstanceDoesNothing)
     ASSERT_TRUE(evaluate(five(), somewhere(), {}, ours));
     ImageIOTextureStream::destroy();
     OIIO::TextureSystem* const before = copy.get_oiio_texture_system();
+    before->attribute("max_memory_MB", 300.0f);
 
     copy.clear();
 
+    EXPECT_EQ(limit_of(copy), 300.0f) << "a start afresh would set the limit";
     EXPECT_EQ(copy.get_oiio_texture_system(), before);
     EXPECT_EQ(copy.get_image_size(five()).x, 96) << "the copy holds the system";
+}
+
+TEST_F(TextureStream, MostReportsMakeTheInstanceAndASettingThatIsNoneDoesNot)
+{
+    ImageIOTextureStream copy = stream();
+    // An instance that is made sets the limit of the system, which it shares with the copy.
+    auto const makes_instance = [&copy](auto const& work) {
+        ImageIOTextureStream::destroy();
+        copy.get_oiio_texture_system()->attribute("max_memory_MB", 300.0f);
+        work();
+        return limit_of(copy) != 300.0f;
+    };
+
+    EXPECT_FALSE(makes_instance([] {}));
+    EXPECT_FALSE(makes_instance([] { ImageIOTextureStream::set_cache_size(500.0); }));
+    EXPECT_TRUE(makes_instance([] { ImageIOTextureStream::set_cache_size(501.0); }));
+    EXPECT_TRUE(makes_instance([] { ImageIOTextureStream::get_cache_size(); }));
+    EXPECT_TRUE(makes_instance([] { ImageIOTextureStream::get_texture_stream(); }));
+    EXPECT_TRUE(makes_instance([&copy] { copy.get_stats(1); }));
+    EXPECT_TRUE(makes_instance([&copy] { copy.get_memory_size(); }));
+    EXPECT_TRUE(makes_instance([&copy] { copy.get_peak_cache_memory(); }));
 }
 
 TEST_F(TextureStream, AssignedStreamsShareTheSystem)

@@ -36,7 +36,15 @@ TEST(ZvioCommandLine, HelpAndVersionGoToStandardOutput)
                                                       {"sheet", "--help"},
                                                       {"name", "--help"},
                                                       {"name", "layer", "--help"},
-                                                      {"formats", "--help"}}) {
+                                                      {"formats", "--help"},
+                                                      {"texture", "--help"},
+                                                      {"share", "--help"},
+                                                      {"plates", "--help"},
+                                                      {"presets", "--help"},
+                                                      {"presets", "check", "--help"},
+                                                      {"events", "--help"},
+                                                      {"events", "id", "--help"},
+                                                      {"doctor", "--help"}}) {
         auto const run = run_zvio(arguments);
 
         EXPECT_EQ(run.exit_code, 0) << arguments[0];
@@ -51,14 +59,46 @@ TEST(ZvioCommandLine, HelpAndVersionGoToStandardOutput)
 
 TEST(ZvioCommandLine, EveryCommandTakesTheCommonOptions)
 {
-    for (char const* command : {"probe", "load", "pixels", "convert", "plan", "render", "compare", "verify",
-                                "sheet", "name", "formats"}) {
+    for (char const* command :
+         {"probe", "load", "pixels", "convert", "plan", "render", "compare", "verify", "sheet", "name",
+          "formats", "texture", "share", "plates", "presets", "events", "doctor"}) {
         auto const help = run_zvio({command, "--help"});
 
         for (char const* option :
              {"--json", "--log-level", "--progress", "--ocio", "--threads", "--strict", "--help"})
             EXPECT_THAT(help.output, HasSubstr(option)) << command;
     }
+}
+
+TEST(ZvioCommandLine, HelpListsAllCommandsAndExitCodes)
+{
+    std::string const help = run_zvio({"--help"}).output;
+
+    for (char const* command :
+         {"probe", "load", "pixels", "convert", "plan", "render", "compare", "verify", "sheet", "name",
+          "formats", "texture", "share", "plates", "presets", "events", "doctor"})
+        EXPECT_THAT(help, HasSubstr(std::string("\n  ") + command + " ")) << command;
+    EXPECT_THAT(help, HasSubstr("Exit codes: 0 success, 1 failure, 2 usage, 3 input missing"));
+}
+
+TEST(ZvioCommandLine, HelpShowsOptionsAsTheyAreWritten)
+{
+    for (char const* command : {"convert", "plan", "render"}) {
+        std::string const help = run_zvio({command, "--help"}).output;
+        EXPECT_THAT(help, HasSubstr("--no-verify ")) << command;
+        EXPECT_THAT(help, Not(HasSubstr("{"))) << command;
+    }
+}
+
+TEST(ZvioCommandLine, ListsTakeOneArgument)
+{
+    TempDir const folder;
+    zv_test::write_picture(folder.file("a.png"), zv_test::picture_spec(5, 4, 3, OIIO::TypeDesc::UINT8));
+
+    auto const run = run_zvio({"load", "--json", "--channels", "r,g,b", folder.file("a.png")});
+
+    EXPECT_EQ(run.exit_code, 0) << run.error;
+    EXPECT_EQ(run.json()["result"]["files"].size(), 1u);
 }
 
 struct MistakeCase {
@@ -111,6 +151,12 @@ INSTANTIATE_TEST_SUITE_P(
         MistakeCase{"frames", {"convert", "--frames", "4-1", "a.####.exr", "-o", "b.####.exr"}, "4-1"},
         MistakeCase{
             "frame_step", {"convert", "--frames", "1-4x0", "a.####.exr", "-o", "b.####.exr"}, "1-4x0"},
+        MistakeCase{"frames_of_no_sequence",
+                    {"convert", "--frames", "1-4", "a.exr", "-o", "b.exr"},
+                    "takes a numbered input"},
+        MistakeCase{"planned_frames_of_no_sequence",
+                    {"plan", "--frames", "1-4", "a.exr", "-o", "b.exr"},
+                    "takes a numbered input"},
         MistakeCase{"two_into_one", {"convert", "a.exr", "b.exr", "-o", "c.exr"}, "more than one file"},
         MistakeCase{
             "no_such_sequence", {"convert", "nothing.####.exr", "-o", "c.####.exr"}, "nothing.####.exr"},
@@ -146,6 +192,22 @@ INSTANTIATE_TEST_SUITE_P(
         MistakeCase{"tile_without_numbers", {"name", "tile", "render."}, "A"},
         MistakeCase{"no_file_name", {"name", "layer", "", "z"}, "no file name"},
         MistakeCase{"topic", {"formats", "colours"}, "colours"},
+        MistakeCase{"no_texture", {"texture"}, "FILE"},
+        MistakeCase{"grid_without_output", {"texture", "a.exr", "--grid", "4x4"}, "--output"},
+        MistakeCase{"output_without_grid", {"texture", "a.exr", "-o", "b.png"}, "--grid"},
+        MistakeCase{"cache_of_nothing", {"texture", "a.exr", "--cache", "0"}, "--cache"},
+        MistakeCase{"statistics_level", {"texture", "a.exr", "--stats", "6"}, "--stats"},
+        MistakeCase{"interp", {"texture", "a.exr", "--interp", "4"}, "--interp"},
+        MistakeCase{"bench_of_no_time", {"texture", "a.exr", "--bench", "0"}, "--bench"},
+        MistakeCase{"nothing_to_share", {"share"}, "FILE"},
+        MistakeCase{"no_users", {"share", "--users", "0", "a.exr"}, "--users"},
+        MistakeCase{"no_plates", {"plates"}, "PATH"},
+        MistakeCase{"no_requesters", {"plates", "--requesters", "0", "a.exr"}, "--requesters"},
+        MistakeCase{"unknown_presets", {"presets", "bogus"}, "bogus"},
+        MistakeCase{"no_size_to_find", {"presets", "find"}, "SIZE"},
+        MistakeCase{"no_file_to_check", {"presets", "check"}, "FILE"},
+        MistakeCase{"unknown_events", {"events", "bogus"}, "bogus"},
+        MistakeCase{"nothing_to_examine", {"doctor", "bogus"}, "bogus"},
         MistakeCase{"colour_space", {"load", "--color-space", "no such space", "a.png"}, "\"no such space\""},
         MistakeCase{"output_space",
                     {"pixels", "--output-space", "no such space", "a.png", "-o", "b.png"},
@@ -175,6 +237,13 @@ TEST(ZvioCommandLine, DocumentsHaveTheSameKeysWhateverHappens)
           {"load", "--json", folder.file("missing.png")},
           {"pixels", "--json", folder.file("a.png"), "-o", folder.file("b.png")},
           {"formats", "--json"},
+          {"events", "id", "EVT_ID_DESTROY", "--json"},
+          {"presets", "--json"},
+          {"plates", "--json", folder.file("a.png")},
+          {"share", "--json", folder.file("a.png")},
+          {"texture", "--json", folder.file("a.png"), "0,0"},
+          {"texture", "--json", folder.file("missing.png")},
+          {"doctor", "--json"},
           {"load", "--json"}}) {
         Json const document = run_zvio(arguments).json();
 

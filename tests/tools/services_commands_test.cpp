@@ -225,6 +225,7 @@ TEST_F(ZvioServices, ShareLoadsEachFileOnce)
         EXPECT_EQ(file["loads"], 1);
         EXPECT_EQ(file["hits"], 4);
         EXPECT_EQ(file["shared"], true);
+        EXPECT_EQ(file["key"], file["path"].get<std::string>() + "#Linear#false#1#2#2");
         EXPECT_GT(file["memory_bytes"], 8 * 6 * 16);
     }
     ASSERT_EQ(result["release"].size(), 5u);
@@ -282,6 +283,9 @@ TEST_F(ZvioServices, TextureTakesChannelsWrapsBlurAndDerivatives)
     EXPECT_EQ(plain.size(), 4u);
     EXPECT_EQ(values({"--channels", "2"}), nlohmann::json::array({plain[2]}));
     EXPECT_EQ(values({"--channels", "3,1"}), nlohmann::json::array({plain[3], plain[1]}));
+    auto const places_behind =
+        run_zvio({"texture", texture(), "--channels", "2", "0.7,0.1", "--json"}).json();
+    EXPECT_EQ(places_behind["result"]["lookups"][0]["values"], nlohmann::json::array({plain[2]}));
     EXPECT_EQ(values({"--wrap", "black"})[0], 0.0);
     EXPECT_EQ(values({"--wrap", "3,3"}), plain);
     EXPECT_NE(values({"--wrap", "clamp,periodic"}), plain);
@@ -299,6 +303,9 @@ TEST_F(ZvioServices, TextureRendersAGrid)
     auto const grid = zv_test::read_picture(out);
     EXPECT_EQ(grid.spec.width, 64);
     EXPECT_EQ(grid.spec.nchannels, 3);
+    auto const told = run_zvio({"texture", texture(), "--grid", "4x2", "-o", out, "--json"}).json()["result"];
+    EXPECT_EQ(told["grid"],
+              (nlohmann::json{{"output", out}, {"ok", true}, {"width", 4}, {"height", 2}, {"failures", 0}}));
     for (int y = 0; y < 64; y += 9)
         for (int x = 0; x < 64; x += 7)
             EXPECT_EQ(grid.at(1, x, y), zv_test::encoded(1, x, y)) << x << ", " << y;

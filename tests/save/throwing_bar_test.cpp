@@ -1,0 +1,121 @@
+#include <filesystem>
+#include <stdexcept>
+
+#include <gtest/gtest.h>
+
+#include "host/app_base/app_progress_bar.h"
+#include "host/of/of_app.h"
+#include "image_io/frame/image_io.h"
+#include "image_io/save/image_io_save.h"
+#include "image_io/save/image_save_options.h"
+#include "tests/save/test_canvas.h"
+#include "tests/support/log_capture.h"
+#include "tests/support/temp_dir.h"
+
+// Bars are the application's: what their display throws ends a save at worst.
+
+namespace {
+
+using namespace zv_test;
+using Format = ImageIOFileFormat;
+
+/// Throws at one of the changes of all its bars.
+class ThrowingBar : public AppProgressBar {
+public:
+    explicit ThrowingBar(int& countdown)
+        : AppProgressBar("throwing")
+        , m_countdown(countdown)
+    {
+    }
+
+protected:
+    void on_change(float) override
+    {
+        if (m_countdown-- == 0)
+            throw std::runtime_error("no display");
+    }
+
+private:
+    int& m_countdown;
+};
+
+struct ThrowingApp : OfApp {
+    int countdown = 0;
+    std::vector<AppProgressBar const*> bars;
+
+protected:
+    std::unique_ptr<AppProgressBar> make_progress_bar(CoreString const&, bool, bool) override
+    {
+        auto bar = std::make_unique<ThrowingBar>(countdown);
+        bars.push_back(bar.get());
+        return bar;
+    }
+};
+
+class ThrowingBars : public testing::TestWithParam<std::tuple<Format::Save, int>> {};
+
+INSTANTIATE_TEST_SUITE_P(Roads, ThrowingBars,
+                         testing::Combine(testing::Values(Format::SAVE_EXR16, Format::SAVE_TIFF8,
+                                                          Format::SAVE_PNG8),
+                                          testing::Values(0, 1)));
+
+TEST_P(ThrowingBars, EndASaveAtWorst)
+{
+    auto const [format, tiling_mode] = GetParam();
+    int ended = 0, went_on = 0;
+    for (int change = 0; change < 24; ++change) {
+        TempDir const folder;
+        ThrowingApp app;
+        app.tiling_mode = tiling_mode;
+        app.countdown = change;
+        ThrowingBar whole(app.countdown);
+        TestCanvas const canvas;
+        ImageSaveOptions options;
+        options.format = format;
+        options.color_space = "";
+        options.compression = Format::COMPRESSION_NONE;
+        LogCapture const log(0);
+        char const* const name = format == Format::SAVE_EXR16   ? "a.exr"
+                                 : format == Format::SAVE_TIFF8 ? "a.tif"
+                                                                : "a.png";
+
+        auto const status =
+            ImageIO::save(folder.file(name).c_str(), options, canvas.canvas(), &app, &whole, nullptr);
+
+        (status == ImageIO::SAVING_STATUS_SUCCESS ? went_on : ended) += 1;
+        if (status == ImageIO::SAVING_STATUS_SUCCESS) {
+            EXPECT_GE(read_picture(folder.file(name)).spec.width, 47);  // tiles are whole
+        }
+        for (AppProgressBar const* bar : app.bars)
+            EXPECT_TRUE(bar->m_finished) << change;
+    }
+    EXPECT_GT(ended, 0);
+    EXPECT_GT(went_on, 0);
+}
+
+TEST(ThrowingBar, EndTheGenericSaveItself)
+{
+    int countdown = 0;
+    ThrowingBar bar(countdown);
+    bar.set_step_count(2);
+    TestCanvas const canvas;
+    ImageSaveOptions options;
+    options.format = static_cast<Format::Save>(77);
+    LogCapture const log(0);
+    bool const throws_by_itself = [&] {
+        try {
+            bar.set_value(1.0f);
+        } catch (std::runtime_error const&) {
+            return true;
+        }
+        return false;
+    }();
+    ASSERT_TRUE(throws_by_itself);
+    countdown = 0;
+
+    EXPECT_EQ(ImageIOSave::save_generic(canvas.context(), "/no/such/folder/a.tif", options, &canvas.map(),
+                                        canvas.canvas_rectangle(), canvas.data_window(), nullptr, &bar),
+              ImageIO::SAVING_STATUS_WRITE_FAILED);
+}
+
+}  // namespace
