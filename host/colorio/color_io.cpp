@@ -1,6 +1,7 @@
 #include "host/colorio/color_io.h"
 
 #include <iterator>
+#include <new>
 
 #include "host/colorio/color_io_converter.h"
 #include "host/colorio/color_io_manager.h"
@@ -63,6 +64,8 @@ try {
     if (config->getNumColorSpaces() == 0)
         return {};
     return zv_host::color_space_without_family(*config, config->getColorSpaceNameByIndex(0), separator());
+} catch (std::bad_alloc const&) {
+    throw;  // an empty name means another thing: colours that stay as they are
 } catch (...) {
     return {};
 }
@@ -77,6 +80,8 @@ bool ColorIO::convert_buffer(float* data, unsigned int width, unsigned int heigh
 CoreString ColorIO::resolve_name(CoreString const& name)
 try {
     return zv_host::resolve_color_space(*ColorIOManager::s_instance->get_config(), name, separator());
+} catch (std::bad_alloc const&) {
+    throw;  // an empty name means another thing: colours that stay as they are
 } catch (...) {
     return {};
 }

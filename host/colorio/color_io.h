@@ -13,7 +13,7 @@
 ///   3. without the family that its own name begins with ("ACEScg" for "ACES - ACEScg"), if only one fits;
 ///   4. as files carry it ("Linear", "srgb", "Rec709"), through the table in docs/colour.md.
 ///
-/// Errors   an unknown or empty name converts nothing and gives false; nothing throws
+/// Errors   an unknown or empty name converts nothing and gives false; only lack of memory throws
 /// Threads  any number
 class ColorIO {
 public:

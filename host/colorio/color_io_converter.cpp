@@ -1,5 +1,7 @@
 #include "host/colorio/color_io_converter.h"
 
+#include <new>
+
 #include "host/colorio/color_io.h"
 #include "host/colorio/color_io_manager.h"
 #include "host/colorio/color_transform.h"
@@ -16,6 +18,8 @@ try {
         return false;
     m_transform = ColorIOManager::s_instance->get_transform(source_space, target_space);
     return m_transform != nullptr;
+} catch (std::bad_alloc const&) {
+    throw;  // no answer to whether the pair is known
 } catch (...) {
     return false;
 }

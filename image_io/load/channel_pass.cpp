@@ -10,6 +10,7 @@
 #include "host/image/image_map.h"
 #include "host/image/image_map_channel.h"
 #include "image_io/load/guarded_read.h"
+#include "image_io/load/map_channels.h"
 
 namespace zv_image_io {
 
@@ -65,7 +66,7 @@ ChannelPass::ChannelPass(ScanlineSource const& source, std::vector<WantedChannel
 void ChannelPass::run(std::function<void(int)> const& advanced)
 {
     Window const& window = m_source.window;
-    m_source.map.create_tiles(window.rectangle(), false);
+    create_tiles(m_source.map, window.rectangle(), m_source.report);
     m_source.report.rows_asked += unsigned(window.height);
     for (std::int64_t y = window.y; y < window.end_y(); y += m_reader.line_count()) {
         m_reader.read(static_cast<int>(y));

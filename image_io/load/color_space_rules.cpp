@@ -48,7 +48,9 @@ CoreString from_extension(CoreString const& path)
         CoreString::after_last(path, '.'));
 }
 
-CoreString first_answer(OIIO::ImageSpec const& spec, CoreString const& path, ColorSpaceRule& rule)
+}  // namespace
+
+CoreString color_space_of(OIIO::ImageSpec const& spec, CoreString const& path, ColorSpaceRule& rule)
 {
     CoreString answer = from_tags(spec);
     rule = COLOR_SPACE_RULE_TAG;
@@ -65,8 +67,6 @@ CoreString first_answer(OIIO::ImageSpec const& spec, CoreString const& path, Col
     return answer;
 }
 
-}  // namespace
-
 }  // namespace zv_image_io
 
 CoreString find_file_color_space(CoreString const& path, ColorSpaceRule& rule)
@@ -77,7 +77,7 @@ CoreString find_file_color_space(CoreString const& path, ColorSpaceRule& rule)
     if (!ImageIOLoad::load_header(path, input, spec))
         return {};
     try {
-        CoreString const answer = zv_image_io::first_answer(spec, path, rule);
+        CoreString const answer = zv_image_io::color_space_of(spec, path, rule);
         input->close();
         return answer;
     } catch (...) {

@@ -2,6 +2,7 @@
 
 #include "host/core/core_string.h"
 #include "image_io/frame/export.h"
+#include "image_io/frame/library_names.h"
 
 /// Which of the rules told the colour space of a file.
 enum ColorSpaceRule {
@@ -13,3 +14,10 @@ enum ColorSpaceRule {
 
 /// `ImageIO::get_color_space_from_file`, telling as well which rule gave the answer.
 ZV_IMAGE_IO_EXPORT CoreString find_file_color_space(CoreString const& path, ColorSpaceRule& rule);
+
+namespace zv_image_io {
+
+/// The same of a file that is open already. Throws what lack of memory throws: an empty answer means another thing.
+CoreString color_space_of(OIIO::ImageSpec const& spec, CoreString const& path, ColorSpaceRule& rule);
+
+}  // namespace zv_image_io

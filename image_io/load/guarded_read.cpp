@@ -19,6 +19,7 @@ try {
     if (report.errors.find_index(error) == CoreString::kNotFound)
         report.errors.add(error);
 } catch (...) {
+    report.has_dropped_errors = true;
 }
 
 ReadResult finish_read(OIIO::ImageInput& input, bool good, char const* exception_text,

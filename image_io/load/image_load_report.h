@@ -14,12 +14,14 @@ struct ZV_IMAGE_IO_EXPORT ImageLoadReport {
     /// What the readers said, each text once, in the order of its first appearance. A reader that leaves a text behind
     /// after a read that it calls good has its say here too.
     CoreVector<CoreString> errors;
+    /// There was something to say, and no memory to keep it.
+    bool has_dropped_errors = false;
     /// The colour space in which the pixels were taken.
     CoreString color_space;
     double milliseconds = 0.0;
 
     [[nodiscard]] bool is_damaged() const
     {
-        return rows_lost != 0 || tiles_lost != 0 || errors.get_count() != 0;
+        return rows_lost != 0 || tiles_lost != 0 || errors.get_count() != 0 || has_dropped_errors;
     }
 };

@@ -12,6 +12,7 @@
 #include "image_io/frame/progress_task.h"
 #include "image_io/load/guarded_read.h"
 #include "image_io/load/image_io_load.h"
+#include "image_io/load/map_channels.h"
 #include "image_io/load/pixel_pass.h"
 #include "image_io/load/read_limits.h"
 
@@ -35,23 +36,21 @@ bool is_acceptable(CoreString const& path, OIIO::ImageSpec const& spec)
     return reason.is_empty();
 }
 
-void add_opaque_alpha(ImageMap& map, GMathVec4<int> const& data_window)
+void add_opaque_alpha(ImageMap& map, GMathVec4<int> const& data_window, ImageLoadReport& report)
 {
     bool const has_alpha = map.m_rgba_channels && map.m_rgba_channels->m_alpha;
     if (map.m_depth <= 0 || has_alpha)
         return;
-    if (ImageMapChannel* const alpha = map.add_channel("a", map.m_bit_depth, map.m_bit_type)) {
-        alpha->create_tiles(data_window, nullptr, 1.0f);
+    if (add_constant_alpha(map, data_window, report))
         map.m_depth = static_cast<ImagePixel::Depth>(map.m_depth + 1);
-    }
 }
 
 /// What is done to the whole image once its samples are there.
 bool finish_pixels(ImageMap& map, GMathVec4<int> const& data_window, ImageLoadOptions const& options,
-                   OfApp* app)
+                   OfApp* app, ImageLoadReport& report)
 {
     if (options.force_alpha)
-        add_opaque_alpha(map, data_window);
+        add_opaque_alpha(map, data_window, report);
     if (options.color_space == ColorIO::get_default_color_space_name() && !options.premultiply)
         return true;
     return run_pixel_pass(map, window_of(data_window), options.color_space, options.premultiply, app);
@@ -143,7 +142,7 @@ bool ImageIOLoad::load_picture(CoreString const& path, ImageCanvas& canvas, Imag
             return read_data(input.get(), spec, map, data_window, options, true, app, progress, report);
         });
     }
-    result = result && guarded_step(report, [&] { return finish_pixels(map, data_window, options, app); });
+    result = result && guarded_step(report, [&] { return finish_pixels(map, data_window, options, app, report); });
 
     close_reader(*input, report);
     canvas.set_canvas(display_window, &data_window);

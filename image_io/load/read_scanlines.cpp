@@ -9,6 +9,7 @@
 #include "image_io/load/channel_names.h"
 #include "image_io/load/channel_pass.h"
 #include "image_io/load/image_io_load.h"
+#include "image_io/load/map_channels.h"
 
 namespace zv_image_io {
 
@@ -57,7 +58,7 @@ void log_read_error(CoreString const& error)
 
 ImageMapChannel* add_channel(ScanlineSource const& source, CoreString const& name)
 {
-    return source.map.add_channel(name, source.map.m_bit_depth, source.map.m_bit_type);
+    return zv_image_io::add_channel(source.map, name, source.report);
 }
 
 void clamp_alpha(ImageMapChannel& channel, Window const& window)
@@ -148,15 +149,6 @@ bool read_named_channels(ScanlineJob const& job)
     return true;
 }
 
-/// A further channel "a" with the samples of `channel`, limited to 0 and 1.
-void copy_to_alpha(ScanlineSource const& source, ImageMapChannel const& channel)
-{
-    if (ImageMapChannel* const alpha = add_channel(source, "a")) {
-        alpha->copy_from(channel, nullptr, true);
-        clamp_alpha(*alpha, source.window);
-    }
-}
-
 bool read_single_channel(ScanlineJob const& job)
 {
     ScanlineSource const& source = job.source;
@@ -180,7 +172,7 @@ bool read_single_channel(ScanlineJob const& job)
     if (!good && !job.accept_partial)
         return false;
     if (source.spec.nchannels == 1 && job.options.single_channel_mode == 3)
-        copy_to_alpha(source, *channel);
+        copy_to_alpha(source.map, *channel, source.window.rectangle(), source.report);
     if (job.progress)
         job.progress->set_value(1.0f);
     return true;

@@ -15,6 +15,7 @@
 #include "image_io/load/channel_names.h"
 #include "image_io/load/guarded_read.h"
 #include "image_io/load/image_io_load.h"
+#include "image_io/load/map_channels.h"
 #include "image_io/pixels/tile_rows.h"
 #include "image_io/pixels/window.h"
 
@@ -36,10 +37,11 @@ struct TiledJob {
 };
 
 void prepare_tiled_channels(OIIO::ImageSpec const& spec, ImageLoadOptions const& options,
-                            GMathVec4<int> const& data_window, ImageMap& map, ChannelSources& channel_sources)
+                            GMathVec4<int> const& data_window, ImageMap& map, ChannelSources& channel_sources,
+                            ImageLoadReport& report)
 {
     auto const add = [&](CoreString const& name, int source) {
-        if (map.add_channel(name, map.m_bit_depth, map.m_bit_type))
+        if (add_channel(map, name, report))
             channel_sources.add(source);
     };
     if (is_single_channel_load(spec, options)) {
@@ -52,7 +54,7 @@ void prepare_tiled_channels(OIIO::ImageSpec const& spec, ImageLoadOptions const&
         for (int i = 0; i < spec.nchannels; ++i)
             add(file_channel_name(spec, i), i);
     }
-    map.create_tiles(data_window, false);
+    create_tiles(map, data_window, report);
 }
 
 /// Whether the window's origin lies on the tile grid, decided in single precision.
@@ -210,16 +212,6 @@ void read_tiles_across(TiledJob const& job)
     }
 }
 
-/// A further channel "a" with the samples of the first one, limited to 0 and 1. A file's own "a" is not limited here.
-void copy_first_to_alpha(ImageMap& map, GMathVec4<int> const& data_window)
-{
-    ImageMapChannel const& first = *map.m_channels[0];
-    if (ImageMapChannel* const alpha = map.add_channel("a", map.m_bit_depth, map.m_bit_type)) {
-        alpha->copy_from(first, nullptr, true);
-        alpha->clamp_values(0.0f, 1.0f, data_window);
-    }
-}
-
 }  // namespace
 
 }  // namespace zv_image_io
@@ -230,7 +222,7 @@ bool ImageIOLoad::read_tiled_data(OIIO::ImageInput* input, OIIO::ImageSpec& spec
 {
     using namespace zv_image_io;
     ChannelSources channel_sources;
-    prepare_tiled_channels(spec, options, data_window, map, channel_sources);
+    prepare_tiled_channels(spec, options, data_window, map, channel_sources, report);
     if (map.get_channel_count() == 0)
         return true;
     TiledJob const job{*input, spec, map, window_of(data_window), channel_sources, progress, report};
@@ -239,6 +231,7 @@ bool ImageIOLoad::read_tiled_data(OIIO::ImageInput* input, OIIO::ImageSpec& spec
     else
         read_tiles_across(job);
     if (spec.nchannels == 1 && options.single_channel_mode == 3)
-        copy_first_to_alpha(map, data_window);
+        // A file's own "a" is not limited here.
+        copy_to_alpha(map, *map.m_channels[0], data_window, report);
     return true;
 }

@@ -12,6 +12,7 @@
 #include "image_io/frame/guarded.h"
 #include "image_io/frame/image_io.h"
 #include "image_io/frame/log_line.h"
+#include "image_io/load/color_space_rules.h"
 #include "image_io/load/image_io_load.h"
 #include "image_io/load/read_limits.h"
 #include "image_io/pixels/window.h"
@@ -65,11 +66,12 @@ void make_opaque(float* pixels, std::size_t value_count)
         pixels[alpha] = 1.0f;
 }
 
-void convert_to_working_space(CoreString const& path, float* pixels, int width, int height)
+void convert_to_working_space(CoreString const& path, OIIO::ImageSpec const& spec, float* pixels)
 {
     ColorIOConverter converter;
-    converter.configure(ImageIO::get_color_space_from_file(path), ColorIO::get_default_color_space_name());
-    converter.convert_buffer(pixels, static_cast<unsigned int>(width), static_cast<unsigned int>(height),
+    ColorSpaceRule rule;
+    converter.configure(zv_image_io::color_space_of(spec, path, rule), ColorIO::get_default_color_space_name());
+    converter.convert_buffer(pixels, static_cast<unsigned int>(spec.width), static_cast<unsigned int>(spec.height),
                              kChannels);
 }
 
@@ -189,7 +191,14 @@ bool PlateImage::read_file(AppProgressBar* progress)
     }
     if (file.spec.nchannels == 3)
         make_opaque(pixels.get(), *value_count);
-    convert_to_working_space(m_file_path, pixels.get(), file.spec.width, file.spec.height);
+    bool const is_converted = guarded(false, [&] {
+        convert_to_working_space(m_file_path, file.spec, pixels.get());
+        return true;
+    });
+    if (!is_converted) {  // no memory: these would be other colours
+        clear_data();
+        return false;
+    }
     m_width = file.spec.width;
     m_height = file.spec.height;
     m_value_count = *value_count;

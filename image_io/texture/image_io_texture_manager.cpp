@@ -181,6 +181,24 @@ void ImageIOTextureManager::on_user_destroyed(EventObject& sender, EventObject::
         static_cast<ImageIOTextureManager*>(manager)->remove_requester(&sender);
 }
 
+/// Takes an image out of the table that nobody uses any more, or gives null. Needs no memory: a user that goes must not
+/// stay because there is none.
+ImageIOTextureManager::TextureItem* ImageIOTextureManager::take_unused()
+{
+    CoreString const* key = nullptr;
+    TextureItem* unused = nullptr;
+    m_items.for_each([&](CoreString const& each, TextureItem* const& item) {
+        if (!unused && item->requesters.is_empty()) {
+            key = &each;
+            unused = item;
+        }
+    });
+    // Without memory for another form the table keeps the one it has; the entry is out all the same.
+    if (unused)
+        guarded([&] { m_items.remove(*key); });
+    return unused;
+}
+
 void ImageIOTextureManager::remove_requester(EventObject* user)
 {
     if (!user)
@@ -189,19 +207,15 @@ void ImageIOTextureManager::remove_requester(EventObject* user)
         Guard const guard(*m_lock);
         m_connected_users.erase(user);
         EventObject::disconnect(*user, kEventDestroy, &on_user_destroyed, this);
-        std::vector<std::pair<CoreString, TextureItem*>> unused;
-        m_items.for_each([&](CoreString const& key, TextureItem* const& item) {
-            item->remove(user);
-            if (item->requesters.is_empty())
-                unused.emplace_back(key, item);
-        });
-        for (auto const& [key, item] : unused)
-            m_items.remove(key);
-        // Only now, with the table as it will be, may the end of a canvas bring more users back here.
-        for (auto const& [key, item] : unused)
+        m_items.for_each([&](CoreString const&, TextureItem* const& item) { item->remove(user); });
+        bool has_freed = false;
+        // One by one, and each only when it is out of the table: the end of a canvas may bring more users back here.
+        while (TextureItem* const item = take_unused()) {
             if (item->leave(*this))
                 delete item;
-        if (unused.empty())
+            has_freed = true;
+        }
+        if (!has_freed)
             return;
         if (!ImageTileFactory::s_factory)
             ImageTileFactory::init();

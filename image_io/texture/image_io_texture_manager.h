@@ -71,6 +71,7 @@ private:
     void add_requester(TextureItem& item, ResourceUser& user);
     void watch(EventObject& user);
     void tell_requesters(CoreString const& key);
+    TextureItem* take_unused();
     void end();
     static void hand_over(TextureItem const& item, std::unordered_set<EventObject*> const& users);
     void share_items(ImageIOTextureManager const& other);

@@ -1,4 +1,138 @@
+#include <array>
+#include <atomic>
+#include <chrono>
+#include <filesystem>
+#include <thread>
+
+#include "image_io/texture/image_io_texture_manager.h"
+#include "image_io/texture/image_io_texture_stream.h"
+#include "tests/torture/open_files.h"
+#include "tests/torture/roads.h"
 #include "tests/torture/sweeps.h"
+
 namespace zv_torture {
-std::unique_ptr<Sweep> make_thread_sweep() { return nullptr; }
+
+namespace {
+
+namespace fs = std::filesystem;
+using Clock = std::chrono::steady_clock;
+
+constexpr int kThreads = 16;
+constexpr char kRow[] = "16 threads";
+// Pools, caches and stacks fill in the first half. What grows behind that without an end grows past this.
+constexpr long long kMostGrowth = 64ll << 20;
+
+/// All roads in an order of its own, for a thread of its own: savers hold settings of one save.
+class Walker {
+public:
+    Walker(std::string const& folder, unsigned number)
+        : m_roads(all_roads(folder))
+        , m_at(number * 7)
+    {
+    }
+    std::size_t count() const { return m_roads.size(); }
+    std::size_t next() { return m_at++ % m_roads.size(); }
+    Road const& operator[](std::size_t number) const { return m_roads[number]; }
+
+private:
+    std::vector<Road> m_roads;
+    std::size_t m_at;
+};
+
+class ThreadSweep : public Sweep {
+public:
+    void prepare(Orders const& orders, Notes&) override
+    {
+        fs::create_directories(orders.folder + "/threads");
+        make_road_files(orders.folder + "/threads");
+    }
+
+    long long begin(Orders const& orders, Notes&) override
+    {
+        m_folder = orders.folder + "/threads";
+        m_seconds = orders.seconds;
+        return 1;
+    }
+
+    std::string describe(long long) const override { return "mixed work on 16 threads"; }
+
+    void run(long long, Notes& notes) override
+    {
+        Walker alone(m_folder, 0);
+        for (std::size_t i = 0; i < alone.count(); ++i)
+            m_wanted.push_back(alone[i].run());
+        double const one = walk(1, m_seconds / 4.0, notes);
+        int const files_before = count_open_files();
+        double const first_half = walk(kThreads, m_seconds * 3 / 8.0, notes);
+        int const files = count_open_files();
+        long long const bytes = resident_bytes();
+        double const second_half = walk(kThreads, m_seconds * 3 / 8.0, notes);
+        check_growth(files_before, files, bytes, notes);
+        notes.count(kRow, "roads a second on one thread", static_cast<unsigned long long>(one));
+        notes.count(kRow, "roads a second on 16", static_cast<unsigned long long>((first_half + second_half) / 2));
+    }
+
+    int processor_seconds() const override { return 0; }
+
+private:
+    /// Gives how many roads were walked in a second.
+    double walk(int thread_count, double seconds, Notes& notes)
+    {
+        auto const start = Clock::now();
+        auto const end = start + std::chrono::duration<double>(seconds);
+        std::atomic<unsigned long long> done = 0;
+        std::vector<std::thread> threads;
+        for (int number = 0; number < thread_count; ++number)
+            threads.emplace_back([&, number] {
+                Walker walker(m_folder, unsigned(number));
+                while (Clock::now() < end)
+                    step(walker, number, done++, notes);
+            });
+        for (std::thread& thread : threads)
+            thread.join();
+        notes.count(kRow, "roads walked", done);
+        return double(done) / std::chrono::duration<double>(Clock::now() - start).count();
+    }
+
+    void step(Walker& walker, int thread, unsigned long long done, Notes& notes) const
+    {
+        notes.begin_step();
+        std::size_t const number = walker.next();
+        if (walker[number].run() != m_wanted[number])
+            notes.fault("another result than on one thread: " + walker[number].name);
+        if (thread == 0 && done % 16 == 0) {
+            if (auto* const stream = ImageIOTextureStream::get_texture_stream())
+                done % 32 ? stream->invalidate_all(true)
+                          : stream->invalidate(UniqueString((m_folder + "/tiles.exr").c_str()));
+            ImageIOTextureManager::get_texture_manager()->check_external_file_modification();
+            notes.count(kRow, "invalidations");
+        }
+    }
+
+    static void check_growth(int files_before, int files, long long bytes, Notes& notes)
+    {
+        int const more_files = count_open_files() - files;
+        long long const more_bytes = resident_bytes() - bytes;
+        notes.count(kRow, "open files more in the second half", static_cast<unsigned long long>(std::max(more_files, 0)));
+        notes.count(kRow, "MB more in the second half", static_cast<unsigned long long>(std::max(more_bytes, 0ll) >> 20));
+        // The cache of textures keeps its files open, a few of them.
+        if (more_files > 3)
+            notes.fault("open files grow: " + std::to_string(files_before) + ", " + std::to_string(files) + ", " +
+                        std::to_string(files + more_files));
+        if (more_bytes > kMostGrowth)
+            notes.fault("memory grows by " + std::to_string(more_bytes >> 20) + " MB in the second half");
+    }
+
+    std::string m_folder;
+    int m_seconds = 10;
+    std::vector<Outcome> m_wanted;
+};
+
+}  // namespace
+
+std::unique_ptr<Sweep> make_thread_sweep()
+{
+    return std::make_unique<ThreadSweep>();
 }
+
+}  // namespace zv_torture
