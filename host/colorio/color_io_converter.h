@@ -10,8 +10,8 @@ class ColorTransform;
 /// when the configuration changes.
 ///
 /// Shape    see the operations; alpha is never changed and never divided by: colour is unassociated
-/// Errors   false, and the data as it was, before and after a failed `configure`; only `configure`
-///          throws, std::bad_alloc: no conversion means colours that stay as they are
+/// Errors   false, and the data as it was, before and after a failed `configure`; only lack of
+///          memory throws: no conversion would mean colours that stay as they are
 /// Threads  any number convert at once, none beside `configure`
 /// Cost     conversions are cached by pair: the second `configure` of a pair costs microseconds
 class ColorIOConverter {

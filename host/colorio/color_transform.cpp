@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <new>
 
 #if defined(__SSE__)
 #include <xmmintrin.h>
@@ -118,6 +119,8 @@ try {
         unpack_pixels(block.rgba.data(), count, channels, data + first * channels);
     }
     return true;
+} catch (std::bad_alloc const&) {
+    throw;  // pixels that are not converted are no result
 } catch (...) {
     return false;
 }
@@ -144,6 +147,8 @@ try {
             unpack_plane(rgba + c, unpacked, count, planes[c]);
     }
     return true;
+} catch (std::bad_alloc const&) {
+    throw;  // pixels that are not converted are no result
 } catch (...) {
     return false;
 }

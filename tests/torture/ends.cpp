@@ -79,7 +79,9 @@ void note_end(EndKind kind, int skipped)
             continue;
         std::memcpy(s_notes->end_frame, place.text, sizeof place.text);
         s_notes->end_is_ours = place.is_ours;
-        return;
+        // This program stands in front of the allocator and behind everything: it is to blame where nobody else is.
+        if (!begins_with(place.text, "zv_torture"))
+            return;
     }
 }
 

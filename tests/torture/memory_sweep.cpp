@@ -11,7 +11,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr int kMostRepeats = 6;
+constexpr int kRepeats = 24;
 
 /// One trial: which allocation of which road fails.
 struct Trial {
@@ -53,23 +53,20 @@ public:
     void run(long long number, Notes& notes) override
     {
         Trial const trial = trial_of(number);
-        Road const& road = m_roads[trial.road];
         Outcome outcome;
-        long long leaked = 0;
-        // Pools of tiles fill at first; what grows each time is lost.
-        for (int again = 0; again == 0 || (leaked > 0 && again < kMostRepeats); ++again) {
-            forget_live_allocations();
-            fail_allocation(m_asker, trial.allocation, trial.for_ever);
-            try {
-                outcome = road.run();
-            } catch (...) {
-                stop_counting();
-                return notes.fault(std::string("an exception escaped  [") + notes.what + "] at " + failed_at());
-            }
-            stop_counting();
-            leaked = live_allocations();
-            forget_live_allocations();
+        forget_live_allocations();
+        if (!try_once(trial, outcome, notes))
+            return;
+        long long leaked = live_allocations();
+        // Pools of tiles keep what they have, up to a number: only what grows with each trial is lost.
+        for (int again = 0; leaked > 0 && again < kRepeats; ++again) {
+            if (again == kRepeats / 2)
+                leaked = live_allocations();
+            if (!try_once(trial, outcome, notes))
+                return;
         }
+        leaked = std::max(0ll, leaked > 0 ? live_allocations() - leaked - kRepeats / 4 : 0);
+        forget_live_allocations();
         check(trial, outcome, leaked, notes);
     }
 
@@ -77,6 +74,21 @@ public:
 
 private:
     std::string files(Orders const& orders) const { return orders.folder + "/memory"; }
+
+    /// False if something escaped.
+    bool try_once(Trial const& trial, Outcome& outcome, Notes& notes)
+    {
+        fail_allocation(m_asker, trial.allocation, trial.for_ever);
+        try {
+            outcome = m_roads[trial.road].run();
+            stop_counting();
+            return true;
+        } catch (...) {
+            stop_counting();
+            notes.fault(std::string("an exception escaped  [") + notes.what + "] at " + failed_at());
+            return false;
+        }
+    }
 
     /// Runs a road until it has all that it keeps for ever, and notes what it gives and needs.
     long long measure(Road const& road, Notes& notes)
@@ -116,8 +128,11 @@ private:
         std::string const what = std::string("  [") + notes.what + "] at " + failed_at();
         if (m_asker == Asker::OURS && leaked > 0)
             notes.fault("a leak of " + std::to_string(leaked) + " allocations" + what);
-        if (outcome.claims_success && outcome != wanted)
+        // What a library does not tell nobody can know: that is listed.
+        if (m_asker == Asker::OURS && outcome.claims_success && outcome != wanted)
             notes.fault("false success" + what);
+        if (outcome.claims_success && outcome != wanted)
+            notes.count("failing memory: success without it", failed_at().substr(0, failed_at().find(" <")));
         if (road.run() != wanted)
             notes.fault("the next run is another" + what);
         if (!has_failed())

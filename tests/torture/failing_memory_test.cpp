@@ -1,0 +1,107 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "host/core/core_log_handler.h"
+#include "host/resource/resource_user.h"
+#include "image_io/load/image_load_options.h"
+#include "image_io/texture/image_io_texture_manager.h"
+#include "tests/support/temp_dir.h"
+#include "tests/torture/allocations.h"
+#include "tests/torture/roads.h"
+
+// One after the other, each allocation of the module and the host fails: once, and with all behind it.
+
+namespace {
+
+using namespace zv_torture;
+
+class WithoutMemory : public testing::Test {
+protected:
+    WithoutMemory()
+    {
+        CoreLogHandler::set_sink([](int, CoreString const&) {});
+        learn_askers();
+        make_road_files(folder.path().string());
+        roads = all_roads(folder.path().string());
+    }
+    ~WithoutMemory() override { CoreLogHandler::set_sink({}); }
+
+    Road const& road(std::string const& name) const
+    {
+        auto const found =
+            std::find_if(roads.begin(), roads.end(), [&](Road const& each) { return each.name == name; });
+        if (found == roads.end())
+            throw std::runtime_error("there is no road " + name);
+        return *found;
+    }
+
+    /// What succeeds gave the same as with memory, and some trials failed.
+    void expect_no_false_success(std::string const& name)
+    {
+        Road const& trial = road(name);
+        trial.run();
+        count_allocations(Asker::OURS);
+        Outcome const wanted = trial.run();
+        long long const count = stop_counting();
+        ASSERT_TRUE(wanted.claims_success);
+        int failures = 0;
+        for (bool for_ever : {false, true})
+            for (long long number = 0; number < count; ++number) {
+                fail_allocation(Asker::OURS, number, for_ever);
+                Outcome const outcome = trial.run();
+                stop_counting();
+                failures += !outcome.claims_success;
+                EXPECT_TRUE(!outcome.claims_success || outcome == wanted) << number << " at " << failed_at();
+            }
+        EXPECT_GT(failures, 0);
+        EXPECT_EQ(trial.run(), wanted);
+    }
+
+    zv_test::TempDir folder;
+    std::vector<Road> roads;
+};
+
+TEST_F(WithoutMemory, APictureOfLinesThatLacksAChannelOrTilesIsNotCalledWhole)
+{
+    expect_no_false_success("load lines.exr");
+    expect_no_false_success("load a.png, alpha");
+}
+
+TEST_F(WithoutMemory, APictureOfTilesThatLacksAChannelOrTilesIsNotCalledWhole)
+{
+    expect_no_false_success("load tiles.exr");
+    expect_no_false_success("load tiles.tif, alpha");
+}
+
+TEST_F(WithoutMemory, ColoursThatCouldNotBeConvertedAreNotSaved)
+{
+    expect_no_false_success("save png8");
+    expect_no_false_success("save exr16 zip lines");
+    expect_no_false_success("save exr16 zip tiles");
+}
+
+TEST_F(WithoutMemory, APlateInTheWrongColoursIsNotLoaded)
+{
+    expect_no_false_success("plate a.png");
+    expect_no_false_success("plate tiles.exr");
+}
+
+TEST_F(WithoutMemory, AUserThatLeavesASharedImageIsForgottenAndTheImageFreed)
+{
+    ImageIOTextureManager& manager = *ImageIOTextureManager::get_texture_manager();
+    unsigned long long const empty = manager.get_memory_size();
+    CoreString const path = folder.file("lines.exr").c_str();
+    for (long long number = 0; number < 8; ++number) {
+        ResourceUser user;
+        ASSERT_NE(manager.load_image(user, path, {}, nullptr, nullptr, ImagePixel::REPEAT_MODE_CLAMP,
+                                     ImagePixel::REPEAT_MODE_CLAMP),
+                  nullptr);
+        fail_allocation(Asker::OURS, number, true);
+        in_module([&] { manager.remove_requester(&user); });
+        stop_counting();
+        EXPECT_EQ(manager.get_memory_size(), empty) << number;
+    }
+}
+
+}  // namespace
