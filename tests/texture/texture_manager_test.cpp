@@ -13,12 +13,12 @@
 #include "host/image/image_canvas.h"
 #include "host/image/image_tile_factory.h"
 #include "host/resource/resource_user.h"
-#include "image_io/frame/image_io.h"
 #include "image_io/load/image_load_options.h"
 #include "tests/support/log_capture.h"
 #include "tests/support/pictures.h"
 #include "tests/support/scripted_format.h"
 #include "tests/support/temp_dir.h"
+#include "tests/texture/unshared_load.h"
 
 namespace {
 
@@ -201,22 +201,22 @@ TEST_F(TextureManager, AFailedLoadIsRememberedUntilItsUsersAreGone)
 
 TEST_F(TextureManager, LogsNothingOfItsOwn)
 {
-    std::string const good = write("good.exr"), missing = folder.file("missing.exr");
+    std::string const good = write("good.exr"), broken = folder.file("broken.exr");
+    zv_test::write_bytes(broken, {'n', 'o', 'p', 'e'});
     User user;
     zv_test::LogCapture log(3);
-    for (std::string const& path : {good, missing})
-        delete ImageIO::load_image(path.c_str(), options(), nullptr, nullptr, ImagePixel::REPEAT_MODE_NONE,
-                                   ImagePixel::REPEAT_MODE_NONE);
+    for (std::string const& path : {good, broken})
+        zv_test::load_and_drop(path, options());
     std::size_t const lines_of_the_loads = log.lines().size();
     ASSERT_GT(lines_of_the_loads, 0u);
 
-    for (std::string const& path : {good, missing, good, missing})
+    for (std::string const& path : {good, broken, good, broken})
         load(user, path);
     touch(good);
     manager().check_external_file_modification();
     manager().remove_requester(&user);
 
-    EXPECT_EQ(log.lines().size(), 2 * lines_of_the_loads);
+    EXPECT_EQ(log.lines().size(), 2 * lines_of_the_loads) << "one load of each file, and nothing else";
 }
 
 TEST_F(TextureManager, AUserThatDiesIsTakenOut)
@@ -269,8 +269,7 @@ TEST_F(TextureManager, FreedImagesGiveTheirTilesBack)
     auto const statistics = [] { return ImageTileFactory::get().get_statistics(); };
     std::string const path = write("tiles.exr");
     auto const in_use_before = statistics().tiles_in_use;
-    delete ImageIO::load_image(path.c_str(), options(), nullptr, nullptr, ImagePixel::REPEAT_MODE_NONE,
-                               ImagePixel::REPEAT_MODE_NONE);
+    zv_test::load_and_drop(path, options());
     ASSERT_GT(statistics().tiles_kept, 0u) << "tiles that wait for the next image";
 
     manager().remove_requester(&stranger);
