@@ -4,16 +4,29 @@ include(CMakePackageConfigHelpers)
 # The module's public headers; all others of image_io are internal. The host shows all of its own.
 set(zv_public_headers
     image_io/zv_image_io.h
+    image_io/format/image_io_file_format.h
+    image_io/frame/event_table.h
     image_io/frame/export.h
+    image_io/frame/image_io.h
     image_io/frame/library_names.h
     image_io/frame/version.h
-    image_io/frame/image_io.h
-    image_io/format/image_io_file_format.h
     image_io/load/color_space_rules.h
     image_io/load/image_header.h
+    image_io/load/image_io_load.h
     image_io/load/image_load_options.h
     image_io/load/image_load_report.h
-    image_io/load/image_io_load.h)
+    image_io/plate/plate_image.h
+    image_io/plate/plate_image_manager.h
+    image_io/presets/image_io_resolution_preset_manager.h
+    image_io/save/image_io_exr_utils.h
+    image_io/save/image_io_output.h
+    image_io/save/image_io_outputs.h
+    image_io/save/image_io_save.h
+    image_io/save/image_io_save_private.h
+    image_io/save/image_save_options.h
+    image_io/texture/image_io_texture_manager.h
+    image_io/texture/image_io_texture_stream.h
+    image_io/texture/map_eval_ctx.h)
 
 # The same names inside this build and for those who find the package.
 add_library(zv_image_io::zv_host ALIAS zv_host)

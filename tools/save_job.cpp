@@ -1,5 +1,7 @@
 #include "tools/save_job.h"
 
+#include <OpenImageIO/imageio.h>
+
 #include "host/colorio/color_io.h"
 #include "host/image/image_map.h"
 #include "host/image/image_map_channel.h"
@@ -18,6 +20,14 @@ void add_layer(OfChannelManager& manager, std::string const& layer, unsigned int
     short const known = manager.get_layer_index(layer.c_str());
     if (known == OfChannelManager::INVALID_INDEX || manager.get_bit_depth(known) < depth)
         manager.add_layer(layer.c_str(), depth, type);
+}
+
+/// Windows come from headers, which may say anything; what would be read is limited the same way.
+bool is_too_large(PlannedFile const& file)
+{
+    double const bytes =
+        4.0 * file.data_window.width() * file.data_window.height() * double(file.channels.size());
+    return bytes > double(OIIO::get_int_attribute("limits:imagesize_MB")) * (1 << 20);
 }
 
 std::string channel_list_text(std::vector<PlannedChannel> const& channels)
@@ -71,6 +81,12 @@ std::unique_ptr<SaveJob> SaveJobs::prepare(FilePair const& paths)
     ImageCanvas const& canvas = *job->loaded.canvas;
     job->plan =
         plan_outputs(paths.output, job->options, canvas, region_of(canvas, job->crop_or_null()), *job->app);
+    for (PlannedFile const& file : job->plan.files)
+        if (is_too_large(file)) {
+            m_document.fail(EXIT_CODE_CANNOT_WRITE, "too_large", file.path,
+                            "the picture has more pixels than this machine can hold");
+            return nullptr;
+        }
     bool const converts = !is_same_color_space(job->loaded.canvas_space, job->color_space);
     warn_of_losses({paths.output, job->plan, job->options, *job->app, *canvas.get_map(), m_request.write,
                     job->source ? &*job->source : nullptr, converts, job->crop.has_value(),

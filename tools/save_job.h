@@ -36,7 +36,8 @@ public:
     SaveJobs(SaveRequest const& request, Settings const& settings, Document& document);
 
     [[nodiscard]] std::vector<FilePair> const& pairs() const { return m_pairs; }
-    /// Loads and plans; the warnings are in the document afterwards. Null if the file cannot be loaded.
+    /// Loads and plans; the warnings are in the document afterwards. Null if the file cannot be
+    /// loaded, or is too large to be saved; the document knows.
     std::unique_ptr<SaveJob> prepare(FilePair const& paths);
 
 private:

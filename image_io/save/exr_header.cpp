@@ -115,8 +115,10 @@ Imf_2_4::Header* ImageIOSave::build_openexr_header(OfApp* app, ImageSaveOptions 
     Corners const data = corners_of(data_window);
     Imf_2_4::Compression const compression = ImageIOExrUtils::get_compression_type(options.compression);
     auto header = std::make_unique<Imf_2_4::Header>(
-        box_of(corners_of(display_window)), box_of(is_tiled ? snap(data, tile_size) : data),
-        options.pixel_aspect_ratio, Imath_2_4::V2f(0, 0), 1.0f, Imf_2_4::INCREASING_Y, compression);
+        box_of(corners_of(display_window)), box_of(is_tiled ? snap(data, tile_size) : data), 1.0f,
+        Imath_2_4::V2f(0, 0), 1.0f, Imf_2_4::INCREASING_Y, compression);
+    // Not in the constructor, which leaks when it refuses one; the file that gets this header refuses it, too.
+    header->pixelAspectRatio() = options.pixel_aspect_ratio;
     if (is_dwa(compression) && app)
         header->insert("dwaCompressionLevel",
                        Imf_2_4::FloatAttribute(static_cast<float>(app->dwa_compression_level)));

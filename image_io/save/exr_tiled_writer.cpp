@@ -10,7 +10,6 @@
 #include "host/image/image_map.h"
 #include "host/image/image_map_channel.h"
 #include "host/image/image_map_tile.h"
-#include "image_io/pixels/half_rows.h"
 #include "image_io/pixels/window.h"
 #include "image_io/save/exr_channel_buffers.h"
 #include "image_io/save/exr_file.h"

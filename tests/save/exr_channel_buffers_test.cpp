@@ -119,7 +119,7 @@ TEST(ExrChannelBuffers, RefuseSizesThatMemoryCannotHold)
 
     EXPECT_THROW(ExrChannelBuffers(header(), picture.map().m_channels, std::size_t(1) << 62, false),
                  std::bad_alloc);
-    EXPECT_THROW(ExrChannelBuffers(header(), picture.map().m_channels, std::size_t(1) << 44, false),
+    EXPECT_THROW(ExrChannelBuffers(header(), picture.map().m_channels, std::size_t(1) << 46, false),
                  std::bad_alloc);
 }
 

@@ -233,11 +233,8 @@ TEST(ExrHeader, PassesTheLibrarysExceptionsOn)
     OfApp app;
     ImageSaveOptions options = exr_options();
     options.meta_data.add({"channels", {CoreVariant(1.0)}});
-    EXPECT_THROW(header_of(app, options, {"r"}), Iex::TypeExc);
 
-    options = exr_options();
-    options.pixel_aspect_ratio = 0;
-    EXPECT_THROW(header_of(app, options, {"r"}), Iex::ArgExc);
+    EXPECT_THROW(header_of(app, options, {"r"}), Iex::TypeExc);
 }
 
 TEST(ExrHeader, RefusesWindowsThatTheFileCannotHold)

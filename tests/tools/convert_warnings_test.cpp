@@ -5,6 +5,8 @@
 #include <ImfHeader.h>
 #include <ImfInputFile.h>
 
+#include <filesystem>
+
 #include "tests/support/pictures.h"
 #include "tests/support/temp_dir.h"
 #include "tests/tools/run_zvio.h"
@@ -210,6 +212,26 @@ TEST(ZvioSaveWarnings, ComeBeforeAFailingSave)
     auto const run = run_zvio({"convert", "--json", source, "-o", folder.file("no such folder/a.png")});
 
     EXPECT_THAT(warning_codes(run.json()), ElementsAre("aovs_dropped", "cannot_write"));
+}
+
+TEST(ZvioConvert, RefusesADisplayWindowThatNoMachineHolds)
+{
+    TempDir const folder;
+    ExrPicture picture;
+    picture.width = picture.height = 8;
+    picture.display_x = picture.display_y = -13619152;
+    picture.display_width = picture.display_height = 822083585;
+    picture.channels = {{"R"}, {"G"}, {"B"}};
+    zv_test::write_exr(folder.file("hostile.exr"), picture);
+
+    auto const refused =
+        run_zvio({"convert", folder.file("hostile.exr"), "-o", folder.file("out.tif"), "--tiled", "--json"});
+    auto const small = run_zvio({"convert", folder.file("hostile.exr"), "-o", folder.file("out.exr")});
+
+    EXPECT_EQ(refused.exit_code, 5);
+    EXPECT_THAT(warning_codes(refused.json()), Contains("too_large"));
+    EXPECT_FALSE(std::filesystem::exists(folder.file("out.tif")));
+    EXPECT_EQ(small.exit_code, 0) << "OpenEXR stores the data window alone: " << small.error;
 }
 
 }  // namespace
