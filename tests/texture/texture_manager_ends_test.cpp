@@ -1,3 +1,5 @@
+// Beginnings, ends and copies of ImageIOTextureManager, and threads.
+
 #include <atomic>
 #include <thread>
 #include <vector>

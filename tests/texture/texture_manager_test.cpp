@@ -1,3 +1,5 @@
+// Requests, changed files and memory of ImageIOTextureManager.
+
 #include "host/image/image_canvas.h"
 #include "host/image/image_tile_factory.h"
 #include "tests/support/log_capture.h"

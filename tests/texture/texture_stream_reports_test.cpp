@@ -1,3 +1,5 @@
+// Sizes, limits and reports of ImageIOTextureStream, its instance, and threads.
+
 #include <chrono>
 #include <cstdio>
 #include <filesystem>

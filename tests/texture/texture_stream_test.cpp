@@ -1,3 +1,5 @@
+// Lookups of ImageIOTextureStream: coordinates, modes, channels, and what makes no sense.
+
 #include <cmath>
 #include <filesystem>
 #include <limits>
