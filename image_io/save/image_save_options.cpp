@@ -51,6 +51,12 @@ void read_entry(ParserEntry const& entry, CoreString const& prefix, CoreArray<Me
     meta_data[slot].values = std::move(values);
 }
 
+/// Items that were read by then stay.
+void log_metadata_loss()
+{
+    zv_image_io::log_line(zv_image_io::kLogError, "Not all metadata was taken: there is no memory for it.\n");
+}
+
 }  // namespace
 
 ImageSaveOptions::ImageSaveOptions() = default;
@@ -74,7 +80,7 @@ bool ImageSaveOptions::is_file_exr() const
 }
 
 void ImageSaveOptions::fill_metadata(CoreString prefix, CoreString text, bool append)
-{
+try {
     if (!append)
         meta_data = {};
     if (text.is_empty())
@@ -85,10 +91,12 @@ void ImageSaveOptions::fill_metadata(CoreString prefix, CoreString text, bool ap
     meta_data.resize(base + group.get_entry_count());
     for (unsigned int index = 0; index < group.get_entry_count(); ++index)
         read_entry(*group.get_entry(index), prefix, meta_data, base + index);
+} catch (...) {
+    log_metadata_loss();
 }
 
 void ImageSaveOptions::add_image_canvas_meta_data(ImageCanvas const& canvas)
-{
+try {
     unsigned int slot = meta_data.get_count();
     meta_data.resize(slot + canvas.m_meta_data.get_count());
     canvas.m_meta_data.for_each([&](CoreString const& name, CoreArray<CoreVariant> const& values) {
@@ -96,4 +104,6 @@ void ImageSaveOptions::add_image_canvas_meta_data(ImageCanvas const& canvas)
         meta_data[slot].values = values;
         ++slot;
     });
+} catch (...) {
+    log_metadata_loss();
 }

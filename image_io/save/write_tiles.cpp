@@ -82,13 +82,22 @@ void for_each_tile(Window const& area, int tile, Visit&& visit)
                          static_cast<int>(std::min<std::int64_t>(tile, area.end_y() - y))});
 }
 
+/// The channels and the map may have been changed since the file was opened for them, and the writer reads
+/// whole tiles of the file, however large ours are. A file without tiles refuses each of them.
+bool is_writable(OIIO::ImageSpec const& spec, Channels const& channels, int tile)
+{
+    bool const are_tiles_alike =
+        spec.tile_width == 0 || (spec.tile_width == tile && spec.tile_height == tile);
+    return static_cast<int>(channels.get_count()) == spec.nchannels && are_tiles_alike;
+}
+
 }  // namespace
 
 bool ImageIOSave::save_tiled_region(OIIO::ImageOutput* output, GMathVec4<int> const& region,
                                     Channels const& channels, ImageMap const* map,
                                     CoreString const& color_space, AppProgressBar* progress)
 try {
-    if (!output || !map || static_cast<int>(channels.get_count()) != output->spec().nchannels)
+    if (!output || !map || !is_writable(output->spec(), channels, map->m_tile_size))
         return false;
     auto buffers = make_buffers(*map, channels.get_count());
     Window const band{output->spec().x, region[1], output->spec().width, region[3]};

@@ -287,6 +287,24 @@ TEST(SaveTiledRegion, ChannelsThatDoNotFitTheFileAreAFailure)
         ImageIOSaveDoors::save_tiled_region(tiles.output.get(), {0, 0, 1, 1}, tiles.channels, nullptr));
 }
 
+TEST(SaveTiledRegion, TilesOfAnotherSizeThanTheMapsAreAFailure)
+{
+    TestCanvas const canvas;
+    for (int const tile : {8, 32}) {
+        OpenTiles tiles(canvas);
+        CanvasShape shape;
+        shape.tile = tile;
+        TestCanvas const other(shape);
+        LogCapture const log;
+
+        EXPECT_FALSE(ImageIOSaveDoors::save_tiled_region(tiles.output.get(), {0, 0, 47, 33},
+                                                         other.all_channels(), &other.map()));
+
+        EXPECT_TRUE(tiles.file.written().tiles.empty());
+        EXPECT_EQ(log.lines(), Lines{});
+    }
+}
+
 // Colours
 
 /// What becomes of one whole tile, told once more: the pass over alpha takes four floats a pixel, as far as
