@@ -205,9 +205,11 @@ void ImageIOTextureManager::remove_requester(EventObject* user)
         return;
     guarded([&] {
         Guard const guard(*m_lock);
-        m_connected_users.erase(user);
-        EventObject::disconnect(*user, kEventDestroy, &on_user_destroyed, this);
         m_items.for_each([&](CoreString const&, TextureItem* const& item) { item->remove(user); });
+        guarded([&] {  // without memory the two stay connected, which does no harm
+            EventObject::disconnect(*user, kEventDestroy, &on_user_destroyed, this);
+            m_connected_users.erase(user);
+        });
         bool has_freed = false;
         // One by one, and each only when it is out of the table: the end of a canvas may bring more users back here.
         while (TextureItem* const item = take_unused()) {
