@@ -142,7 +142,8 @@ bool ImageIOLoad::load_picture(CoreString const& path, ImageCanvas& canvas, Imag
             return read_data(input.get(), spec, map, data_window, options, true, app, progress, report);
         });
     }
-    result = result && guarded_step(report, [&] { return finish_pixels(map, data_window, options, app, report); });
+    result =
+        result && guarded_step(report, [&] { return finish_pixels(map, data_window, options, app, report); });
 
     close_reader(*input, report);
     canvas.set_canvas(display_window, &data_window);

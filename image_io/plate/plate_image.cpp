@@ -68,11 +68,16 @@ void make_opaque(float* pixels, std::size_t value_count)
 
 void convert_to_working_space(CoreString const& path, OIIO::ImageSpec const& spec, float* pixels)
 {
+    CoreString color_space = ImageIO::get_color_space_from_file(path);
+    if (color_space
+            .is_empty()) {  // also without memory for it, which the header that is open tells by throwing
+        ColorSpaceRule rule;
+        color_space = zv_image_io::color_space_of(spec, path, rule);
+    }
     ColorIOConverter converter;
-    ColorSpaceRule rule;
-    converter.configure(zv_image_io::color_space_of(spec, path, rule), ColorIO::get_default_color_space_name());
-    converter.convert_buffer(pixels, static_cast<unsigned int>(spec.width), static_cast<unsigned int>(spec.height),
-                             kChannels);
+    converter.configure(color_space, ColorIO::get_default_color_space_name());
+    converter.convert_buffer(pixels, static_cast<unsigned int>(spec.width),
+                             static_cast<unsigned int>(spec.height), kChannels);
 }
 
 }  // namespace

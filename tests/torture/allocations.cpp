@@ -61,7 +61,8 @@ int add_library(dl_phdr_info* info, std::size_t, void*)
     for (int i = 0; i < info->dlpi_phnum && s_range_count < kMaximumRanges; ++i) {
         auto const& part = info->dlpi_phdr[i];
         if (part.p_type == PT_LOAD && (part.p_flags & PF_X))
-            s_ranges[s_range_count++] = {info->dlpi_addr + part.p_vaddr, info->dlpi_addr + part.p_vaddr + part.p_memsz,
+            s_ranges[s_range_count++] = {info->dlpi_addr + part.p_vaddr,
+                                         info->dlpi_addr + part.p_vaddr + part.p_memsz,
                                          kind_of_library(info->dlpi_name)};
     }
     return 0;
@@ -131,7 +132,8 @@ void* plain(std::size_t size)
 
 void* aligned(std::size_t alignment, std::size_t size)
 {
-    return guards(size) && alignment <= 4096 ? guarded_memory(size, alignment) : __libc_memalign(alignment, size);
+    return guards(size) && alignment <= 4096 ? guarded_memory(size, alignment)
+                                             : __libc_memalign(alignment, size);
 }
 
 void release(void* memory)

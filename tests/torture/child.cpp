@@ -59,7 +59,8 @@ void run_cases(Sweep& sweep, Notes& notes, Share const& share)
 
 }  // namespace
 
-void run_child(std::string const& name, Orders const& orders, std::string const& notes_path, Share const& share)
+void run_child(std::string const& name, Orders const& orders, std::string const& notes_path,
+               Share const& share)
 {
     SharedNotes const notes(notes_path);
     try {

@@ -8,9 +8,17 @@ namespace zv_torture {
 namespace {
 
 constexpr std::size_t kHeader = 512;
-constexpr std::array<char const*, std::size_t(Damage::COUNT)> kNames = {
-    "cut",           "cut in its header", "flipped bits",  "flipped header bits", "hostile number", "hostile attribute",
-    "filled block",  "swapped blocks",    "missing block", "repeated block",      "several of these"};
+constexpr std::array<char const*, std::size_t(Damage::COUNT)> kNames = {"cut",
+                                                                        "cut in its header",
+                                                                        "flipped bits",
+                                                                        "flipped header bits",
+                                                                        "hostile number",
+                                                                        "hostile attribute",
+                                                                        "filled block",
+                                                                        "swapped blocks",
+                                                                        "missing block",
+                                                                        "repeated block",
+                                                                        "several of these"};
 
 struct Block {
     std::size_t begin = 0, size = 0;
@@ -74,9 +82,30 @@ char const* damage_name(Damage damage)
 
 void overwrite_number(Bytes& bytes, std::size_t at, std::size_t size, bool is_big_endian, Random& random)
 {
-    static constexpr std::array<std::uint64_t, 24> kNumbers = {
-        0, 1, 2, 3, 7, 8, 15, 16, 17, 127, 128, 255, 256, 32767, 32768, 65535, 65536, 0x3fffffff, 0x7fffffff,
-        0x80000000, 0xffffffff, 0x100000000, 0x7fffffffffffffff, 0xffffffffffffffff};
+    static constexpr std::array<std::uint64_t, 24> kNumbers = {0,
+                                                               1,
+                                                               2,
+                                                               3,
+                                                               7,
+                                                               8,
+                                                               15,
+                                                               16,
+                                                               17,
+                                                               127,
+                                                               128,
+                                                               255,
+                                                               256,
+                                                               32767,
+                                                               32768,
+                                                               65535,
+                                                               65536,
+                                                               0x3fffffff,
+                                                               0x7fffffff,
+                                                               0x80000000,
+                                                               0xffffffff,
+                                                               0x100000000,
+                                                               0x7fffffffffffffff,
+                                                               0xffffffffffffffff};
     std::uint64_t const number =
         random.below(4) ? kNumbers[random.below(kNumbers.size())] : random.next() >> random.below(60);
     for (std::size_t i = 0; i < size && at + i < bytes.size(); ++i)
@@ -116,12 +145,14 @@ Bytes damaged(Bytes bytes, Damage damage, Random& random)
         break;
     case Damage::MISSING_BLOCK: {
         Block const block = any_block(bytes, random);
-        bytes.erase(bytes.begin() + std::ptrdiff_t(block.begin), bytes.begin() + std::ptrdiff_t(block.begin + block.size));
+        bytes.erase(bytes.begin() + std::ptrdiff_t(block.begin),
+                    bytes.begin() + std::ptrdiff_t(block.begin + block.size));
         break;
     }
     case Damage::REPEATED_BLOCK: {
         Block const block = any_block(bytes, random);
-        Bytes const copy(bytes.begin() + std::ptrdiff_t(block.begin), bytes.begin() + std::ptrdiff_t(block.begin + block.size));
+        Bytes const copy(bytes.begin() + std::ptrdiff_t(block.begin),
+                         bytes.begin() + std::ptrdiff_t(block.begin + block.size));
         bytes.insert(bytes.begin() + std::ptrdiff_t(block.begin), copy.begin(), copy.end());
         break;
     }

@@ -18,8 +18,8 @@ bool begins_with(Bytes const& bytes, std::string_view begin)
 
 std::uint32_t big_endian(Bytes const& bytes, std::size_t at)
 {
-    return std::uint32_t(bytes[at]) << 24 | std::uint32_t(bytes[at + 1]) << 16 | std::uint32_t(bytes[at + 2]) << 8 |
-           bytes[at + 3];
+    return std::uint32_t(bytes[at]) << 24 | std::uint32_t(bytes[at + 1]) << 16 |
+           std::uint32_t(bytes[at + 2]) << 8 | bytes[at + 3];
 }
 
 std::uint32_t little_endian(Bytes const& bytes, std::size_t at, std::size_t size)
@@ -34,8 +34,8 @@ std::uint32_t little_endian(Bytes const& bytes, std::size_t at, std::size_t size
 bool overwrite_exr_attribute(Bytes& bytes, Random& random)
 {
     static constexpr std::array<std::string_view, 12> kAttributes = {
-        "dataWindow", "displayWindow", "tiles", "channels", "compression", "lineOrder", "pixelAspectRatio",
-        "screenWindowWidth", "chunkCount", "type", "version", "channels"};
+        "dataWindow",       "displayWindow",     "tiles",      "channels", "compression", "lineOrder",
+        "pixelAspectRatio", "screenWindowWidth", "chunkCount", "type",     "version",     "channels"};
     std::string_view const name = kAttributes[random.below(kAttributes.size())];
     auto const found = std::search(bytes.begin(), bytes.end(), name.begin(), name.end());
     if (found == bytes.end())

@@ -90,10 +90,27 @@ private:
     bool spawn_and_wait(Batch const& batch, std::string const& path, Notes const& notes, bool is_preparation,
                         bool is_guarded = false)
     {
-        std::vector<std::string> words = {"zv_torture", "--child", m_sweep, "--notes", path,
-            "--folder", m_orders.folder, "--corpus", m_orders.corpus, "--seed", std::to_string(m_orders.seed),
-            "--seconds", std::to_string(m_orders.seconds), "--first", std::to_string(batch.first),
-            "--count", std::to_string(batch.count), "--seconds-left", std::to_string(m_seconds_left), "--step", std::to_string(batch.step)};
+        std::vector<std::string> words = {"zv_torture",
+                                          "--child",
+                                          m_sweep,
+                                          "--notes",
+                                          path,
+                                          "--folder",
+                                          m_orders.folder,
+                                          "--corpus",
+                                          m_orders.corpus,
+                                          "--seed",
+                                          std::to_string(m_orders.seed),
+                                          "--seconds",
+                                          std::to_string(m_orders.seconds),
+                                          "--first",
+                                          std::to_string(batch.first),
+                                          "--count",
+                                          std::to_string(batch.count),
+                                          "--seconds-left",
+                                          std::to_string(m_seconds_left),
+                                          "--step",
+                                          std::to_string(batch.step)};
         if (is_preparation)
             words.push_back("--prepare");
         if (is_guarded)

@@ -20,7 +20,7 @@ struct Result {
     long long cases = 0, all_cases = 0;
     int processes = 0;
     std::map<std::string, std::map<std::string, unsigned long long>> rows;  // row, outcome, count
-    std::map<std::string, LibraryEnd> library_ends;  // by "crash in libfoo: frame"
+    std::map<std::string, LibraryEnd> library_ends;                         // by "crash in libfoo: frame"
     std::vector<std::string> faults;
 
     [[nodiscard]] bool is_good() const { return faults.empty(); }
@@ -28,7 +28,8 @@ struct Result {
 
 /// Runs the cases of a sweep in child processes, until all were run or the time is over; spread over all of them if they
 /// do not fit. A case that ends its process is run again alone, and those behind it in a new process.
-Result drive(std::string const& sweep, Orders const& orders, std::chrono::seconds time, long long most_cases = -1);
+Result drive(std::string const& sweep, Orders const& orders, std::chrono::seconds time,
+             long long most_cases = -1);
 
 /// A child's part of the cases: those numbered `first` to below `first + count`, times `step`, until the time is over.
 struct Share {

@@ -36,7 +36,8 @@ bool begins_with(char const* text, char const* begin)
 
 bool is_system(char const* library)
 {
-    for (char const* name : {"libc.so", "libm.so", "libstdc++", "libgcc_s", "ld-linux", "linux-vdso", "libpthread"})
+    for (char const* name :
+         {"libc.so", "libm.so", "libstdc++", "libgcc_s", "ld-linux", "linux-vdso", "libpthread"})
         if (begins_with(library, name))
             return true;
     return false;
@@ -113,7 +114,7 @@ void on_exit_call()
 
 void handle(int signal, void (*handler)(int))
 {
-    struct sigaction action{};
+    struct sigaction action {};
     action.sa_handler = handler;
     action.sa_flags = SA_ONSTACK;
     sigaction(signal, &action, nullptr);

@@ -81,8 +81,8 @@ bool reads(Read const& read)
 
 /// Counts a cell that was read; false at the first that was not.
 template <class Read>
-void count_cell(Cells& cells, bool& is_at_start, Planes const& planes, Planes const& whole, Imath::Box2i const& part,
-                Read const& read)
+void count_cell(Cells& cells, bool& is_at_start, Planes const& planes, Planes const& whole,
+                Imath::Box2i const& part, Read const& read)
 {
     bool const is_there = reads(read);
     bool const is_right = is_there && planes.is_same(whole, part);

@@ -3,12 +3,12 @@
 #include <array>
 #include <filesystem>
 
+#include "host/image/image_canvas.h"
 #include "image_io/frame/image_io.h"
 #include "image_io/load/image_header.h"
 #include "image_io/load/image_load_options.h"
 #include "image_io/load/image_load_report.h"
 #include "image_io/plate/plate_image.h"
-#include "host/image/image_canvas.h"
 #include "tests/support/pictures.h"
 #include "tests/torture/damage.h"
 #include "tests/torture/open_files.h"
@@ -68,8 +68,8 @@ public:
 
     std::string describe(long long number) const override
     {
-        return fs::path(source(number)).filename().string() + ", " + damage_name(damage(number)) + ", variant " +
-               std::to_string(number);
+        return fs::path(source(number)).filename().string() + ", " + damage_name(damage(number)) +
+               ", variant " + std::to_string(number);
     }
 
     void run(long long number, Notes& notes) override
@@ -89,10 +89,14 @@ public:
     int memory_megabytes() const override { return 8192; }
 
 private:
-    std::string const& source(long long number) const { return m_sources[std::size_t(number) % m_sources.size()]; }
+    std::string const& source(long long number) const
+    {
+        return m_sources[std::size_t(number) % m_sources.size()];
+    }
     Damage damage(long long number) const
     {
-        return Damage(number / static_cast<long long>(m_sources.size()) % static_cast<long long>(Damage::COUNT));
+        return Damage(number / static_cast<long long>(m_sources.size()) %
+                      static_cast<long long>(Damage::COUNT));
     }
 
     void write_variant(long long number, std::string const& path) const
@@ -118,9 +122,7 @@ private:
         std::unique_ptr<ImageCanvas> const canvas(ImageIO::load_image(path.c_str(), options, nullptr, nullptr,
                                                                       ImagePixel::REPEAT_MODE_CLAMP,
                                                                       ImagePixel::REPEAT_MODE_CLAMP, report));
-        notes.count(kRow, !canvas               ? "load refused"
-                          : report.is_damaged() ? "loaded with losses"
-                                                : "loaded");
+        notes.count(kRow, !canvas ? "load refused" : report.is_damaged() ? "loaded with losses" : "loaded");
     }
 
     static void load_plate(std::string const& path, Notes& notes)

@@ -20,7 +20,8 @@ struct Compression {
     char const* name;
     int lines;  // of a block
 };
-constexpr Compression kCompressions[] = {{"none", 1}, {"rle", 1}, {"zips", 1}, {"zip", 16}, {"pxr24", 16}, {"piz", 32}};
+constexpr Compression kCompressions[] = {{"none", 1}, {"rle", 1},    {"zips", 1},
+                                         {"zip", 16}, {"pxr24", 16}, {"piz", 32}};
 constexpr long long kCompressionCount = std::size(kCompressions);
 
 /// One kill: behind how many buckets, of which kind of file.
@@ -42,11 +43,19 @@ Kill kill_of(long long number)
 
 int render(std::string const& path, Kill const& kill, std::vector<std::string> const& more)
 {
-    std::vector<std::string> words = {ZVIO_PATH, "render", "-o", path, "--size",
-                                      std::to_string(kWidth) + "x" + std::to_string(kHeight), "--aovs", "2",
-                                      "--compression", kill.compression.name};
+    std::vector<std::string> words = {ZVIO_PATH,
+                                      "render",
+                                      "-o",
+                                      path,
+                                      "--size",
+                                      std::to_string(kWidth) + "x" + std::to_string(kHeight),
+                                      "--aovs",
+                                      "2",
+                                      "--compression",
+                                      kill.compression.name};
     if (!kill.is_tiled)
-        words.insert(words.end(), {"--scanline", "--bucket", std::to_string(kWidth) + "x" + std::to_string(kBandLines)});
+        words.insert(words.end(),
+                     {"--scanline", "--bucket", std::to_string(kWidth) + "x" + std::to_string(kBandLines)});
     words.insert(words.end(), more.begin(), more.end());
     return run_program(words);
 }
@@ -58,8 +67,8 @@ public:
         fs::create_directories(orders.folder + "/killed");
         for (Compression const& compression : kCompressions)
             for (bool is_tiled : {false, true})
-                if (render(whole_path(orders.folder + "/killed", {compression, is_tiled, 0}), {compression, is_tiled, 0},
-                           {}) != 0)
+                if (render(whole_path(orders.folder + "/killed", {compression, is_tiled, 0}),
+                           {compression, is_tiled, 0}, {}) != 0)
                     notes.fault("an undisturbed render fails");
     }
 
@@ -72,8 +81,8 @@ public:
     std::string describe(long long number) const override
     {
         Kill const kill = kill_of(number);
-        return std::string(kill.compression.name) + (kill.is_tiled ? " tiles" : " lines") + ", killed behind bucket " +
-               std::to_string(kill.buckets);
+        return std::string(kill.compression.name) + (kill.is_tiled ? " tiles" : " lines") +
+               ", killed behind bucket " + std::to_string(kill.buckets);
     }
 
     void run(long long number, Notes& notes) override
@@ -113,14 +122,14 @@ private:
     {
         Cells const cells = compare_cells(path, whole_path(m_folder, kill), kill.is_tiled);
         int const lines = std::min(kHeight, kill.buckets * kBandLines);
-        int const wanted = kill.is_tiled            ? kill.buckets
-                           : lines == kHeight       ? kHeight
-                                                    : lines / kill.compression.lines * kill.compression.lines;
+        int const wanted = kill.is_tiled      ? kill.buckets
+                           : lines == kHeight ? kHeight
+                                              : lines / kill.compression.lines * kill.compression.lines;
         if (!cells.trouble.empty() && wanted > 0)
             notes.fault("the file does not open: " + cells.trouble + "  [" + notes.what + "]");
         else if (cells.wrong > 0 || cells.right_from_start < wanted)
-            notes.fault(std::to_string(cells.right_from_start) + " of " + std::to_string(wanted) + " right, " +
-                        std::to_string(cells.wrong) + " wrong  [" + notes.what + "]");
+            notes.fault(std::to_string(cells.right_from_start) + " of " + std::to_string(wanted) +
+                        " right, " + std::to_string(cells.wrong) + " wrong  [" + notes.what + "]");
         else
             notes.count(row(kill), "opened with all finished parts right");
     }

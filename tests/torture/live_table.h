@@ -2,8 +2,8 @@
 
 #include <array>
 #include <atomic>
-#include <cstdint>
 #include <cstddef>
+#include <cstdint>
 
 namespace zv_torture {
 
@@ -16,7 +16,8 @@ public:
     {
         for (std::size_t at = slot_of(memory), tries = 0; tries < kSlots; ++tries, at = (at + 1) % kSlots) {
             void* expected = m_slots[at].load(std::memory_order_relaxed);
-            if ((expected == nullptr || expected == kGone) && m_slots[at].compare_exchange_strong(expected, memory)) {
+            if ((expected == nullptr || expected == kGone) &&
+                m_slots[at].compare_exchange_strong(expected, memory)) {
                 ++m_count;
                 return;
             }
@@ -54,7 +55,8 @@ private:
 
     static std::size_t slot_of(void* memory)
     {
-        return std::size_t((reinterpret_cast<std::uintptr_t>(memory) >> 4) * 0x9e3779b97f4a7c15u >> 46) % kSlots;
+        return std::size_t((reinterpret_cast<std::uintptr_t>(memory) >> 4) * 0x9e3779b97f4a7c15u >> 46) %
+               kSlots;
     }
 
     std::array<std::atomic<void*>, kSlots> m_slots{};

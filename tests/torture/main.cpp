@@ -89,7 +89,8 @@ int run_sweeps(Arguments arguments)
     print_heading(arguments.orders);
     for (std::size_t i = 0; i < arguments.sweeps.size(); ++i) {
         std::chrono::duration<double> const used = std::chrono::steady_clock::now() - start;
-        double const left = std::max(share / 4, (arguments.seconds - used.count()) / double(arguments.sweeps.size() - i));
+        double const left =
+            std::max(share / 4, (arguments.seconds - used.count()) / double(arguments.sweeps.size() - i));
         Orders orders = arguments.orders;
         orders.seconds = std::max(2, int(left / 2));
         Result const result =

@@ -100,7 +100,8 @@ private:
         m_outcomes.push_back(road.run());
         m_counts.push_back(stop_counting());
         if (live_allocations() != 0)
-            notes.fault("a clean run keeps " + std::to_string(live_allocations()) + " allocations  [" + road.name + "]");
+            notes.fault("a clean run keeps " + std::to_string(live_allocations()) + " allocations  [" +
+                        road.name + "]");
         forget_live_allocations();
         return m_counts.back();
     }

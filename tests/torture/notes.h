@@ -21,8 +21,8 @@ struct Notes {
     };
 
     std::atomic<long long> case_count;  // of the sweep
-    std::atomic<long long> position;    // of the case that runs, in the order of the child; -1 before the first
-    std::atomic<int> beats;             // grows with every step
+    std::atomic<long long> position;  // of the case that runs, in the order of the child; -1 before the first
+    std::atomic<int> beats;           // grows with every step
     std::atomic<bool> is_done;
 
     std::atomic<int> end_kind;  // EndKind, written by the process that ends

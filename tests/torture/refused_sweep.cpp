@@ -26,7 +26,8 @@ public:
     std::string describe(long long number) const override
     {
         Case const found = case_of(number);
-        return found.form->form.name + ", " + row(*found.form) + ", byte " + std::to_string(found.byte) + " of " + std::to_string(found.form->size);
+        return found.form->form.name + ", " + row(*found.form) + ", byte " + std::to_string(found.byte) +
+               " of " + std::to_string(found.form->size);
     }
 
     void run(long long number, Notes& notes) override
@@ -66,7 +67,8 @@ private:
         zv_test::LogCapture const log(1);
         if (m_saver.save(form, path) != ImageIO::SAVING_STATUS_SUCCESS) {
             std::string const reason = log.lines().empty() ? "" : log.lines().front().text;
-            throw std::runtime_error("cannot save " + form.name + (form.in_regions ? " in regions: " : ": ") + reason);
+            throw std::runtime_error("cannot save " + form.name + (form.in_regions ? " in regions: " : ": ") +
+                                     reason);
         }
         std::size_t const size = fs::file_size(path);
         m_forms.push_back({form, size});
@@ -86,8 +88,8 @@ private:
         return "refused byte: " + measured.form.group + (measured.form.in_regions ? ", regions" : ", whole");
     }
 
-    static void check(ImageIO::SavingStatus status, std::size_t line_count, std::string const& path, Notes& notes,
-                      std::string const& row_name)
+    static void check(ImageIO::SavingStatus status, std::size_t line_count, std::string const& path,
+                      Notes& notes, std::string const& row_name)
     {
         if (status == ImageIO::SAVING_STATUS_SUCCESS)
             notes.fault(std::string("false success  [") + notes.what + "]");

@@ -1,8 +1,30 @@
 #include "tests/torture/report.h"
 
+#include <cxxabi.h>
+
+#include <algorithm>
+#include <cstdlib>
 #include <iostream>
+#include <memory>
 
 namespace zv_torture {
+
+namespace {
+
+/// "crash in libfoo.so: _ZN..." with the name as it stands in the source.
+std::string readable(std::string const& text)
+{
+    std::size_t const at = text.find("_Z");
+    if (at == std::string::npos)
+        return text;
+    std::size_t const end = std::min(text.find_first_of(" ,]", at), text.size());
+    int status = 0;
+    std::unique_ptr<char, void (*)(void*)> const name(
+        abi::__cxa_demangle(text.substr(at, end - at).c_str(), nullptr, nullptr, &status), std::free);
+    return name ? text.substr(0, at) + name.get() + text.substr(end) : text;
+}
+
+}  // namespace
 
 void print_heading(Orders const& orders)
 {
@@ -23,15 +45,15 @@ void print_result(std::string const& sweep, Result const& result)
         std::cout << "| " << row << " | ";
         char const* separator = "";
         for (auto const& [outcome, count] : outcomes) {
-            std::cout << separator << count << " " << outcome;
+            std::cout << separator << count << " " << readable(outcome);
             separator = ", ";
         }
         std::cout << " |\n";
     }
     for (auto const& [text, end] : result.library_ends)
-        std::cout << "| " << text << " | " << end.count << " times; " << end.example << " |\n";
+        std::cout << "| " << readable(text) << " | " << end.count << " times; " << end.example << " |\n";
     for (std::string const& fault : result.faults)
-        std::cout << "| FAULT | " << fault << " |\n";
+        std::cout << "| FAULT | " << readable(fault) << " |\n";
     std::cout << std::flush;
 }
 

@@ -130,7 +130,8 @@ Outcome lookups(std::string const& path)
         context.channel_count = 4;
         float result[4] = {};
         outcome.claims_success =
-            in_module([&] { return stream->evaluate(name, context, 2, 2, 1, 3, result); }) && outcome.claims_success;
+            in_module([&] { return stream->evaluate(name, context, 2, 2, 1, 3, result); }) &&
+            outcome.claims_success;
         digest.add(result);
     }
     outcome.digest = outcome.claims_success ? digest.value() : 0;
@@ -156,11 +157,12 @@ void add_loads(std::vector<Road>& roads, std::string const& folder)
     converted.color_space = "sRGB";
     associated.color_space = "Linear";
     associated.premultiply = associated.force_alpha = true;
-    for (char const* name : {"lines.exr", "tiles.exr", "cut_lines.exr", "cut_tiles.exr", "strips.tif", "tiles.tif", "a.png",
-                             "a.jpg", "grey.tga", "a.hdr"}) {
+    for (char const* name : {"lines.exr", "tiles.exr", "cut_lines.exr", "cut_tiles.exr", "strips.tif",
+                             "tiles.tif", "a.png", "a.jpg", "grey.tga", "a.hdr"}) {
         std::string const path = folder + "/" + name;
         roads.push_back({std::string("load ") + name, [path, converted] { return load(path, converted); }});
-        roads.push_back({std::string("load ") + name + ", alpha", [path, associated] { return load(path, associated); }});
+        roads.push_back(
+            {std::string("load ") + name + ", alpha", [path, associated] { return load(path, associated); }});
     }
 }
 
@@ -189,11 +191,12 @@ void make_road_files(std::string const& folder)
     picture.tile = 32;
     zv_test::write_exr(folder + "/tiles.exr", picture);
     for (char const* name : {"lines.exr", "tiles.exr"}) {
-        fs::copy_file(folder + "/" + name, folder + "/cut_" + name);
+        fs::copy_file(folder + "/" + name, folder + "/cut_" + name, fs::copy_options::overwrite_existing);
         zv_test::cut_file_to(folder + "/cut_" + name, 0.6);
     }
     zv_test::write_picture(folder + "/strips.tif", zv_test::picture_spec(150, 90, 4, TypeDesc::UINT16));
-    zv_test::write_picture(folder + "/tiles.tif", zv_test::picture_spec(150, 90, 4, TypeDesc::FLOAT, 0, 0, 32));
+    zv_test::write_picture(folder + "/tiles.tif",
+                           zv_test::picture_spec(150, 90, 4, TypeDesc::FLOAT, 0, 0, 32));
     zv_test::write_picture(folder + "/a.png", zv_test::picture_spec(150, 90, 4, TypeDesc::UINT8));
     zv_test::write_picture(folder + "/a.jpg", zv_test::picture_spec(150, 90, 3, TypeDesc::UINT8));
     zv_test::write_picture(folder + "/grey.tga", zv_test::picture_spec(150, 90, 1, TypeDesc::UINT8));

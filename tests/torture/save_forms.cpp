@@ -34,9 +34,10 @@ void add_exr_forms(std::vector<SaveForm>& forms)
                 for (bool in_regions : {false, true}) {
                     auto const compression = Format::OpenExrCompressionMethod(method);
                     std::string const name = std::string(Format::get_short_name(format)) + " " +
-                                             Format::get_short_name(compression) + (tiling_mode ? " tiles" : " lines");
-                    std::string const group = std::string(Format::get_short_name(format)) +
-                                              (tiling_mode ? " tiles" : " lines");
+                                             Format::get_short_name(compression) +
+                                             (tiling_mode ? " tiles" : " lines");
+                    std::string const group =
+                        std::string(Format::get_short_name(format)) + (tiling_mode ? " tiles" : " lines");
                     forms.push_back({name, group, ".exr", format, compression, tiling_mode, in_regions});
                 }
 }
@@ -45,17 +46,20 @@ void add_exr_forms(std::vector<SaveForm>& forms)
 
 std::vector<SaveForm> save_forms()
 {
-    std::vector<SaveForm> forms = {{"jpg", "jpg", ".jpg", Format::SAVE_JPEG},     {"bmp", "bmp", ".bmp", Format::SAVE_BMP},
-                                   {"tga", "tga", ".tga", Format::SAVE_TARGA},    {"png8", "png8", ".png", Format::SAVE_PNG8},
+    std::vector<SaveForm> forms = {{"jpg", "jpg", ".jpg", Format::SAVE_JPEG},
+                                   {"bmp", "bmp", ".bmp", Format::SAVE_BMP},
+                                   {"tga", "tga", ".tga", Format::SAVE_TARGA},
+                                   {"png8", "png8", ".png", Format::SAVE_PNG8},
                                    {"png16", "png16", ".png", Format::SAVE_PNG16}};
     for (bool in_regions : {false, true}) {
         for (Format::Save format : {Format::SAVE_TIFF8, Format::SAVE_TIFF16, Format::SAVE_TIFF32})
             for (int tiling_mode : {0, 1})
-                forms.push_back({Format::get_short_name(format), tiling_mode ? "tiff tiles" : "tiff strips", ".tif", format,
-                                 Format::COMPRESSION_NONE, tiling_mode, in_regions});
+                forms.push_back({Format::get_short_name(format), tiling_mode ? "tiff tiles" : "tiff strips",
+                                 ".tif", format, Format::COMPRESSION_NONE, tiling_mode, in_regions});
         for (char const* extension : {"hdr", "png", "jpg"})
-            forms.push_back({std::string("unknown ") + extension, "unknown format", std::string(".") + extension, Format::SAVE_UNKNOWN,
-                             Format::COMPRESSION_NONE, 0, in_regions});
+            forms.push_back({std::string("unknown ") + extension, "unknown format",
+                             std::string(".") + extension, Format::SAVE_UNKNOWN, Format::COMPRESSION_NONE, 0,
+                             in_regions});
     }
     add_exr_forms(forms);
     return forms;
@@ -96,7 +100,8 @@ ImageIO::SavingStatus FormSaver::save_in_regions(SaveForm const& form, zv_test::
     int const block_width = form.tiling_mode ? kBlock : kWidth;
     for (int y = 0; y < kHeight; y += kBlock)
         for (int x = 0; x < kWidth; x += block_width) {
-            GMathVec4<int> const region(x, y, std::min(block_width, kWidth - x), std::min(kBlock, kHeight - y));
+            GMathVec4<int> const region(x, y, std::min(block_width, kWidth - x),
+                                        std::min(kBlock, kHeight - y));
             status = std::max(status, in_module([&] {
                                   return ImageIOSave::save_region(&m_app, outputs, context, region, nullptr);
                               }));

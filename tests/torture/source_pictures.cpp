@@ -45,7 +45,8 @@ void make_exr_pictures(std::string const& folder)
 }
 
 /// A format may refuse: then there is no such picture.
-void make_picture(std::string const& path, int channels, TypeDesc type, char const* compression = nullptr, int tile = 0)
+void make_picture(std::string const& path, int channels, TypeDesc type, char const* compression = nullptr,
+                  int tile = 0)
 {
     auto spec = zv_test::picture_spec(kWidth, kHeight, channels, type, 0, 0, tile);
     if (compression)
@@ -76,8 +77,9 @@ void make_other_pictures(std::string const& folder)
 {
     for (int channels : {1, 3, 4}) {
         std::string const end = "_" + std::to_string(channels) + ".";
-        for (char const* extension : {"png", "tga", "bmp", "jpg", "sgi", "iff", "rla", "webp", "gif", "jp2", "ico", "dpx",
-                                      "ppm", "fits", "zfile", "heic", "pic", "hdr", "exr", "psd"})
+        for (char const* extension :
+             {"png", "tga", "bmp", "jpg",  "sgi",   "iff",  "rla", "webp", "gif", "jp2",
+              "ico", "dpx", "ppm", "fits", "zfile", "heic", "pic", "hdr",  "exr", "psd"})
             make_picture(folder + "/" + extension + end + extension, channels, TypeDesc::UINT8);
         for (char const* extension : {"png", "sgi", "rla", "jp2", "dpx", "ppm", "fits"})
             make_picture(folder + "/" + extension + "_16" + end + extension, channels, TypeDesc::UINT16);
@@ -102,8 +104,8 @@ std::vector<std::string> files_in(std::string const& folder)
 {
     std::vector<std::string> files;
     std::error_code error;
-    for (auto entry = fs::recursive_directory_iterator(folder, error); entry != fs::recursive_directory_iterator();
-         entry.increment(error))
+    for (auto entry = fs::recursive_directory_iterator(folder, error);
+         entry != fs::recursive_directory_iterator(); entry.increment(error))
         if (entry->is_regular_file(error))
             files.push_back(entry->path().string());
     std::sort(files.begin(), files.end());

@@ -10,10 +10,10 @@ namespace zv_torture {
 
 /// What a child is told.
 struct Orders {
-    std::string folder;          // of the run: files that are shared, and the child's own
-    std::string corpus;          // pictures of one's own to damage; may be empty
+    std::string folder;  // of the run: files that are shared, and the child's own
+    std::string corpus;  // pictures of one's own to damage; may be empty
     unsigned long long seed = 1;
-    int seconds = 0;             // how long a case may go on that knows no other end
+    int seconds = 0;  // how long a case may go on that knows no other end
 };
 
 /// A kind of trial, in numbered cases. All of it but `prepare` runs in child processes.

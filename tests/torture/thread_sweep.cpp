@@ -69,7 +69,8 @@ public:
         double const second_half = walk(kThreads, m_seconds * 3 / 8.0, notes);
         check_growth(files_before, files, bytes, notes);
         notes.count(kRow, "roads a second on one thread", static_cast<unsigned long long>(one));
-        notes.count(kRow, "roads a second on 16", static_cast<unsigned long long>((first_half + second_half) / 2));
+        notes.count(kRow, "roads a second on 16",
+                    static_cast<unsigned long long>((first_half + second_half) / 2));
     }
 
     int processor_seconds() const override { return 0; }
@@ -113,12 +114,14 @@ private:
     {
         int const more_files = count_open_files() - files;
         long long const more_bytes = resident_bytes() - bytes;
-        notes.count(kRow, "open files more in the second half", static_cast<unsigned long long>(std::max(more_files, 0)));
-        notes.count(kRow, "MB more in the second half", static_cast<unsigned long long>(std::max(more_bytes, 0ll) >> 20));
+        notes.count(kRow, "open files more in the second half",
+                    static_cast<unsigned long long>(std::max(more_files, 0)));
+        notes.count(kRow, "MB more in the second half",
+                    static_cast<unsigned long long>(std::max(more_bytes, 0ll) >> 20));
         // The cache of textures keeps its files open, a few of them.
         if (more_files > 3)
-            notes.fault("open files grow: " + std::to_string(files_before) + ", " + std::to_string(files) + ", " +
-                        std::to_string(files + more_files));
+            notes.fault("open files grow: " + std::to_string(files_before) + ", " + std::to_string(files) +
+                        ", " + std::to_string(files + more_files));
         if (more_bytes > kMostGrowth)
             notes.fault("memory grows by " + std::to_string(more_bytes >> 20) + " MB in the second half");
     }
