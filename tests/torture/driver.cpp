@@ -22,7 +22,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 // A process that neither works nor uses up its processor time waits for something that does not come.
-constexpr auto kMostSilence = std::chrono::seconds(120);
+constexpr auto kMostSilence = std::chrono::seconds(30);
 constexpr long long kMostFaults = 40;
 
 struct Batch {
@@ -134,10 +134,13 @@ private:
             if (notes.beats != beats) {
                 beats = notes.beats;
                 last_beat = Clock::now();
-            } else if (Clock::now() - last_beat > kMostSilence + std::chrono::seconds(m_orders.seconds)) {
+            } else if (Clock::now() - last_beat > kMostSilence) {
+                // It says where it waits, if it can.
+                kill(process, SIGPROF);
+                std::this_thread::sleep_for(std::chrono::seconds(1));
                 kill(process, SIGKILL);
                 waitpid(process, &status, 0);
-                return true;
+                return notes.end_kind == END_NONE;
             }
         }
         m_signal = WIFSIGNALED(status) ? WTERMSIG(status) : 0;

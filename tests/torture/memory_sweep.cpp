@@ -93,6 +93,7 @@ private:
     /// Runs a road until it has all that it keeps for ever, and notes what it gives and needs.
     long long measure(Road const& road, Notes& notes)
     {
+        notes.begin_step();
         for (int i = 0; i < 2; ++i)
             road.run();
         forget_live_allocations();
