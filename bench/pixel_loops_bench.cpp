@@ -26,7 +26,7 @@ void unassociate(benchmark::State& state)
     std::vector<float> const alpha(kSamples, 0.5f);
     std::vector<float> factor(kSamples);
     for (auto _ : state) {
-        zv_image_io::unassociate_factors(alpha, 1e-8, factor);
+        zv_image_io::unassociate_factors(alpha, zv_image_io::kLoadAlpha, factor);
         benchmark::ClobberMemory();
     }
     count_samples(state, kSamples);
