@@ -2,7 +2,12 @@
 
 // One spelling for the file libraries, whatever version is installed. Nothing else in the module names one.
 
+// Iex and OpenImageIO both define a macro of this name; whoever has OpenImageIO's keeps it.
+#pragma push_macro("ASSERT")
+#undef ASSERT
 #include <Iex.h>
+#pragma pop_macro("ASSERT")
+
 #include <ImathBox.h>
 #include <ImathMatrix.h>
 #include <ImathVec.h>
