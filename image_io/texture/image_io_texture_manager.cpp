@@ -205,20 +205,22 @@ void ImageIOTextureManager::remove_requester(EventObject* user)
         return;
     guarded([&] {
         Guard const guard(*m_lock);
-        m_items.for_each([&](CoreString const&, TextureItem* const& item) { item->remove(user); });
+        bool has_unused = false;
+        m_items.for_each([&](CoreString const&, TextureItem* const& item) {
+            item->remove(user);
+            has_unused |= item->requesters.is_empty();
+        });
         guarded([&] {  // without memory the two stay connected, which does no harm
             EventObject::disconnect(*user, kEventDestroy, &on_user_destroyed, this);
             m_connected_users.erase(user);
         });
-        bool has_freed = false;
+        if (!has_unused)
+            return;
         // One by one, and each only when it is out of the table: the end of a canvas may bring more users back here.
         while (TextureItem* const item = take_unused()) {
             if (item->leave(*this))
                 delete item;
-            has_freed = true;
         }
-        if (!has_freed)
-            return;
         if (!ImageTileFactory::s_factory)
             ImageTileFactory::init();
         ImageTileFactory::s_factory->free_unused_tiles(false);
