@@ -19,6 +19,7 @@
 
 #include "bench/paired_ratio.h"
 #include "host/zv_host.h"
+#include "image_io/texture/texture_key.h"
 #include "image_io/zv_image_io.h"
 
 namespace {
@@ -148,18 +149,8 @@ struct SharedItems {
 
 CoreString key_text(CoreString const& path, ImageLoadOptions const& options)
 {
-    CoreString key = path;
-    key += "#";
-    key += options.color_space;
-    key += "#";
-    key += options.premultiply;
-    key += "#";
-    key += options.single_channel_mode;
-    key += "#";
-    key += static_cast<int>(ImagePixel::REPEAT_MODE_NONE);
-    key += "#";
-    key += static_cast<int>(ImagePixel::REPEAT_MODE_NONE);
-    return key;
+    return zv_image_io::texture_key(path, options, ImagePixel::REPEAT_MODE_NONE,
+                                    ImagePixel::REPEAT_MODE_NONE);
 }
 
 struct BareItem {

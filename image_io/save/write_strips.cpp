@@ -14,6 +14,7 @@
 #include "image_io/pixels/window.h"
 #include "image_io/save/image_io_save.h"
 #include "image_io/save/oiio_colour.h"
+#include "image_io/save/oiio_whole.h"
 
 namespace {
 
@@ -117,13 +118,7 @@ try {
 bool ImageIOSave::save_scanline(OIIO::ImageOutput* output, Channels const& channels, ImageMap const* map,
                                 CoreString const& color_space, AppProgressBar* progress)
 {
-    if (!output)
-        return false;
-    OIIO::ImageSpec const& spec = output->spec();
-    GMathVec4<int> const whole(spec.x, spec.y, spec.width, spec.height);
-    bool const is_written = save_scanline_region(output, whole, channels, map, color_space, progress);
-    bool const is_closed = output->close();
-    if (progress)
-        progress->set_value(1.0f);
-    return is_written && is_closed;
+    return zv_image_io::write_whole(output, progress, [&](GMathVec4<int> const& whole) {
+        return save_scanline_region(output, whole, channels, map, color_space, progress);
+    });
 }

@@ -150,6 +150,7 @@ ImageIOTextureManager::TextureItem* ImageIOTextureManager::add_item(CoreString c
         return nullptr;
     if (TextureItem* const* const known = m_items.find(key))
         return *known;
+    item->key = key;
     m_items.insert(key, item.get());
     return item.release();
 }
@@ -181,22 +182,24 @@ void ImageIOTextureManager::on_user_destroyed(EventObject& sender, EventObject::
         static_cast<ImageIOTextureManager*>(manager)->remove_requester(&sender);
 }
 
-/// Takes an image out of the table that nobody uses any more, or gives null. Needs no memory: a user that goes must not
-/// stay because there is none.
+/// Takes the images out of the table that nobody uses any more, and gives those that no other manager has either, linked
+/// in the order of the table. Needs no memory: a user that goes must not stay because there is none.
 ImageIOTextureManager::TextureItem* ImageIOTextureManager::take_unused()
 {
-    CoreString const* key = nullptr;
     TextureItem* unused = nullptr;
-    m_items.for_each([&](CoreString const& each, TextureItem* const& item) {
-        if (!unused && item->requesters.is_empty()) {
-            key = &each;
-            unused = item;
-        }
+    m_items.for_each([&unused](CoreString const&, TextureItem* const& item) {
+        if (item->requesters.is_empty())
+            item->next_unused = std::exchange(unused, item);
     });
-    // Without memory for another form the table keeps the one it has; the entry is out all the same.
-    if (unused)
-        guarded([&] { m_items.remove(*key); });
-    return unused;
+    TextureItem* unowned = nullptr;
+    while (unused) {
+        TextureItem* const item = std::exchange(unused, unused->next_unused);
+        // Without memory for another form the table keeps the one it has; the entry is out all the same.
+        guarded([&] { m_items.remove(item->key); });
+        if (item->leave(*this))
+            item->next_unused = std::exchange(unowned, item);
+    }
+    return unowned;
 }
 
 void ImageIOTextureManager::remove_requester(EventObject* user)
@@ -216,11 +219,9 @@ void ImageIOTextureManager::remove_requester(EventObject* user)
         });
         if (!has_unused)
             return;
-        // One by one, and each only when it is out of the table: the end of a canvas may bring more users back here.
-        while (TextureItem* const item = take_unused()) {
-            if (item->leave(*this))
-                delete item;
-        }
+        // All are out of the table before the first one goes: the end of a canvas may bring more users back here.
+        for (TextureItem* item = take_unused(); item;)
+            delete std::exchange(item, item->next_unused);
         if (!ImageTileFactory::s_factory)
             ImageTileFactory::init();
         ImageTileFactory::s_factory->free_unused_tiles(false);

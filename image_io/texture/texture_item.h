@@ -14,8 +14,10 @@ struct ImageIOTextureManager::TextureItem {
     std::unique_ptr<ImageCanvas> canvas;          // null if the load failed
     CoreVector<ResourceUser*> requesters;         // in the order of their arrival
     CoreString path;                              // as it was asked for
+    CoreString key;                               // under which the tables have it
     long long modification_time = 0;              // as the file system tells it; 0 if unknown
     std::vector<ImageIOTextureManager*> holders;  // those that have it in their tables
+    TextureItem* next_unused = nullptr;           // while it is being taken out of them
 
     /// True if the user was there. The others keep their order.
     bool remove(EventObject const* user)
