@@ -1,0 +1,51 @@
+#include "tests/equality/comparison.h"
+#include "tests/equality/save_matrix.h"
+
+#include <gtest/gtest.h>
+
+#include "host/image/image_canvas.h"
+#include "tests/support/temp_dir.h"
+
+namespace {
+
+using namespace zv_equality;
+
+struct SaveMatrix {
+    char const* name;
+    std::vector<SaveOrder> (*orders)();
+};
+
+class SaveEquality : public testing::TestWithParam<SaveMatrix> {
+protected:
+    void expect_equal(int threads)
+    {
+        zv_test::TempDir const folder;
+        ThreadCount const count(threads);
+        std::size_t files = 0;
+        for (NamedCanvas const& canvas : save_canvases())
+            for (SaveOrder const& order : GetParam().orders()) {
+                Differences const differences =
+                    compare_save(*canvas.canvas, order, folder.path().string(), &files);
+                EXPECT_TRUE(differences.empty()) << canvas.name << " as " << order.name << "\n"
+                                                 << report(differences);
+            }
+        EXPECT_GT(files, 300u);
+    }
+};
+
+TEST_P(SaveEquality, OneThreadGivesTheFilesOfThePlainRoad)
+{
+    expect_equal(1);
+}
+
+TEST_P(SaveEquality, ManyThreadsGiveTheFilesOfThePlainRoad)
+{
+    expect_equal(4);
+}
+
+INSTANTIATE_TEST_SUITE_P(Forms, SaveEquality,
+                         testing::Values(SaveMatrix{"exr", exr_orders}, SaveMatrix{"planning", planning_orders},
+                                         SaveMatrix{"oiio", oiio_orders}, SaveMatrix{"simple", simple_orders}),
+                         [](auto const& matrix) { return matrix.param.name; });
+
+}  // namespace
