@@ -1,5 +1,7 @@
 #include "tests/equality/comparison.h"
 
+#include <algorithm>
+#include <cmath>
 #include <sstream>
 
 #include <ImfThreading.h>
@@ -53,10 +55,18 @@ std::uint32_t bits_in(ImageMapTile const& tile, int column, int row, int tile_si
     return bits;
 }
 
-void compare_samples(ImageMapChannel const& module, PlainChannel& plain, PlainPicture const& picture,
+/// Which of two NaNs comes out of their product is nobody's promise.
+bool is_product_of_nans(std::uint32_t module, std::uint32_t plain, SampleType type, PlainChannel* alpha, int x, int y)
+{
+    auto const is_nan = [&](std::uint32_t bits) { return type.floating && std::isnan(to_float(bits, type)); };
+    return alpha && is_nan(module) && is_nan(plain) && is_nan(alpha->at(x, y));
+}
+
+void compare_samples(ImageMapChannel const& module, PlainChannel& plain, PlainPicture& picture,
                      Differences& differences)
 {
     int const size = picture.tile_size;
+    PlainChannel* const alpha = picture.find("a");
     std::size_t found = 0;
     for (unsigned number = 0; number < module.get_tile_count(); ++number) {
         ImageMapTile const& tile = *module.get_tile(number).m_tile;
@@ -68,7 +78,9 @@ void compare_samples(ImageMapChannel const& module, PlainChannel& plain, PlainPi
                     continue;  // a constant counts inside alone
                 std::uint32_t const bits = bits_in(tile, column, row, size, picture.type.bytes);
                 std::uint32_t const wanted = inside ? plain.at(x, y) : 0;
-                if (bits == wanted || ++found > kMostOfAKind)
+                if (bits == wanted || (inside && is_product_of_nans(bits, wanted, picture.type, alpha, x, y)))
+                    continue;
+                if (++found > kMostOfAKind)
                     continue;
                 std::ostringstream text;
                 text << "channel " << plain.name << " at (" << x << "," << y << "): bits " << std::hex << bits

@@ -1,6 +1,9 @@
 #include <algorithm>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <map>
+#include <utility>
 
 #include "host/image/image_canvas.h"
 #include "host/image/image_eval_context.h"
@@ -10,9 +13,7 @@
 #include "image_io/save/image_io_save.h"
 #include "tests/equality/compare_lists.h"
 #include "tests/equality/noted_bars.h"
-#include "tests/equality/reference_output.h"
 #include "tests/equality/reference_save.h"
-#include "tests/support/pictures.h"
 
 namespace zv_equality {
 
@@ -29,8 +30,10 @@ struct Outcome {
 std::map<std::string, std::vector<char>> take_files(std::string const& folder)
 {
     std::map<std::string, std::vector<char>> files;
-    for (auto const& entry : std::filesystem::directory_iterator(folder))
-        files[entry.path().filename().string()] = zv_test::file_bytes(entry.path().string());
+    for (auto const& entry : std::filesystem::directory_iterator(folder)) {
+        std::ifstream file(entry.path(), std::ios::binary);
+        files[entry.path().filename().string()] = {std::istreambuf_iterator<char>(file), {}};
+    }
     for (auto const& file : files)
         std::filesystem::remove(std::filesystem::path(folder) / file.first);
     return files;
@@ -67,9 +70,8 @@ Outcome run(SaveOrder const& order, std::string const& folder, Save const& save)
 {
     Outcome outcome;
     CoreVector<CoreString> names;
-    ImageSaveOptions options = options_of(order, names);
     zv_test::LogCapture const log;
-    std::vector<std::string> root_notes;
+    ImageSaveOptions options = options_of(order, names);
     auto app = std::make_unique<NotedApp>();
     if (order.settings)
         order.settings(*app);

@@ -35,8 +35,8 @@ private:
 
 /// Loads the file both ways: samples (bit for bit), windows, depth, names, log lines, progress calls, report.
 ///
-/// Not compared: which texts a reader leaves behind a good read, since it depends on how it is asked; and the progress
-/// increment of a map without channels.
+/// Not compared: which texts a reader leaves behind a good read, since it depends on how it is asked; the progress
+/// increment of a map without channels; which NaN is left of a colour and an alpha that are both NaN.
 Differences compare_load(std::string const& path, ImageLoadOptions const& options);
 
 /// What a save is asked for.

@@ -1,14 +1,13 @@
-// zv_equality [--threads N] [--folder-of-saves PATH] FOLDER...: every picture below the folders, loaded in all ways and
+// zv_equality [--threads N] [--kernels] FOLDER...: every picture below the folders, loaded in all ways and
 // saved in all forms, against the plain road. --kernels: every float there is through the rows of halves.
 #include <algorithm>
-#include <chrono>
 #include <cstdio>
 #include <filesystem>
+#include <memory>
 #include <string>
 #include <vector>
 
-#include <OpenImageIO/imageio.h>
-
+#include "host/core/core_log_handler.h"
 #include "host/image/half_rows.h"
 #include "host/image/image_canvas.h"
 #include "tests/equality/comparison.h"
@@ -84,7 +83,7 @@ Tally try_folder(std::string const& folder)
     zv_test::TempDir const saves;
     std::vector<std::string> pictures;
     for (auto const& entry : std::filesystem::recursive_directory_iterator(folder))
-        if (entry.is_regular_file() && OIIO::ImageInput::create(entry.path().string(), false, nullptr, nullptr, ""))
+        if (entry.is_regular_file())
             pictures.push_back(entry.path().string());
     std::sort(pictures.begin(), pictures.end());
     Tally tally;

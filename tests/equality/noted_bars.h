@@ -36,11 +36,13 @@ private:
     int m_depth = 0;  // operations call one another; only the outermost call is noted
 };
 
-/// An application whose bars are noted ones.
-class NotedApp : public OfApp {
-public:
+/// Apart, so that it outlives the bars, which the application frees last.
+struct Notes {
     std::vector<std::string> notes;
+};
 
+/// An application whose bars are noted ones.
+class NotedApp : public Notes, public OfApp {
 protected:
     std::unique_ptr<AppProgressBar> make_progress_bar(CoreString const& title, bool cancellable,
                                                       bool modal) override;

@@ -140,24 +140,24 @@ void convert_colours(PlainPicture& picture, ImageLoadOptions const& options)
     PlainConversion const conversion(text_of(options.color_space), default_colour_space());
     if (!options.premultiply && !conversion.is_enabled())
         return;
-    char const* const names[] = {"r", "g", "b", "a", "l"};
+    std::array<PlainChannel*, 5> const channels = {picture.find("r"), picture.find("g"), picture.find("b"),
+                                                   picture.find("a"), picture.find("l")};
     for (int y = picture.data_window.y; y < picture.data_window.end_y(); ++y)
         for (int x = picture.data_window.x; x < picture.data_window.end_x(); ++x) {
             std::array<float, 5> values{};
             std::array<float*, 5> slots{};
-            for (int slot = 0; slot < 5; ++slot)
-                if (PlainChannel* const channel = picture.find(names[slot])) {
+            for (std::size_t slot = 0; slot < 5; ++slot)
+                if (channels[slot]) {
                     slots[slot] = &values[slot];
-                    values[slot] = channel->bits.empty() ? 0.0f : to_float(channel->at(x, y), picture.type);
+                    values[slot] = to_float(channels[slot]->at(x, y), picture.type);
                 }
             std::array<float, 5> const before = values;
             convert_pixel(slots, options.premultiply, conversion);
-            for (int slot = 0; slot < 5; ++slot) {
+            for (std::size_t slot = 0; slot < 5; ++slot) {
                 // A sample that kept its value keeps its bits, which a float may not hold all of.
-                bool const kept = values[slot] == before[slot] && !(picture.type.floating);
-                PlainChannel* const channel = picture.find(names[slot]);
-                if (channel && !channel->bits.empty() && !kept)
-                    channel->at(x, y) = from_float(values[slot], picture.type);
+                bool const is_kept = !picture.type.floating && values[slot] == before[slot];
+                if (channels[slot] && !is_kept)
+                    channels[slot]->at(x, y) = from_float(values[slot], picture.type);
             }
         }
 }

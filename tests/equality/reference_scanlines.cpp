@@ -75,7 +75,7 @@ void read_named_channels(OIIO::ImageInput& input, OIIO::ImageSpec const& spec, P
 {
     PlaneReader reader(input, spec, picture);
     if (progress)
-        progress->set_step_count(options.channels->get_count());
+        progress->set_step_count(wanted_count(options));
     for (unsigned place = 0; place < wanted_count(options); ++place) {
         int const number = find_in_file(spec, text_of((*options.channels)[place]));
         std::string error;

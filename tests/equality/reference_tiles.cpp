@@ -60,8 +60,6 @@ public:
 
     void read_on_the_grid()
     {
-        if (m_picture.channels.empty())
-            return;  // no channel whose tiles could be counted
         int const size = m_spec.tile_width;
         int const first_column = floor_of(m_spec.x, size), first_row = floor_of(m_spec.y, size);
         int const last_column = floor_of(m_spec.x + m_spec.width - 1, size);
@@ -167,6 +165,8 @@ bool read_tiles(OIIO::ImageInput& input, OIIO::ImageSpec const& spec, PlainPictu
                 ImageLoadOptions const& options, AppProgressBar* progress)
 {
     std::vector<int> const sources = prepare_channels(spec, picture, options);
+    if (picture.channels.empty())
+        return true;  // nothing to read for
     TileReader reader(input, spec, picture, sources, progress);
     if (begins_on_the_grid(spec))
         reader.read_on_the_grid();
