@@ -56,7 +56,8 @@ std::uint32_t bits_in(ImageMapTile const& tile, int column, int row, int tile_si
 }
 
 /// Which of two NaNs comes out of their product is nobody's promise.
-bool is_product_of_nans(std::uint32_t module, std::uint32_t plain, SampleType type, PlainChannel* alpha, int x, int y)
+bool is_product_of_nans(std::uint32_t module, std::uint32_t plain, SampleType type, PlainChannel* alpha,
+                        int x, int y)
 {
     auto const is_nan = [&](std::uint32_t bits) { return type.floating && std::isnan(to_float(bits, type)); };
     return alpha && is_nan(module) && is_nan(plain) && is_nan(alpha->at(x, y));
@@ -107,7 +108,8 @@ void compare_channel(ImageMapChannel const& module, PlainChannel& plain, PlainPi
     auto const tiles = [&](int begin, int end) {
         return unsigned(floor_of(end - 1, picture.tile_size) - floor_of(begin, picture.tile_size) + 1);
     };
-    unsigned const count = tiles(plain.place.x, plain.place.end_x()) * tiles(plain.place.y, plain.place.end_y());
+    unsigned const count =
+        tiles(plain.place.x, plain.place.end_x()) * tiles(plain.place.y, plain.place.end_y());
     compare("tiles of channel " + plain.name, module.get_tile_count(), count, differences);
     if (module.get_tile_count() == count)
         compare_samples(module, plain, picture, differences);
@@ -116,8 +118,7 @@ void compare_channel(ImageMapChannel const& module, PlainChannel& plain, PlainPi
 void compare_canvas(ImageCanvas const& canvas, PlainPicture& picture, Differences& differences)
 {
     ImageMap const& map = *canvas.get_map();
-    compare_place("display window",
-                  {canvas.get_x(), canvas.get_y(), canvas.get_width(), canvas.get_height()},
+    compare_place("display window", {canvas.get_x(), canvas.get_y(), canvas.get_width(), canvas.get_height()},
                   picture.display_window, differences);
     compare_place("data window", Place(*canvas.m_map->m_bbox), picture.data_window, differences);
     compare("depth", int(map.m_depth), picture.depth, differences);
@@ -131,8 +132,8 @@ void compare_canvas(ImageCanvas const& canvas, PlainPicture& picture, Difference
         compare_channel(*map.m_channels[number], picture.channels[number], picture, differences);
 }
 
-void compare_report(ImageLoadReport const& report, PlainPicture const& picture, ImageLoadOptions const& options,
-                    Differences& differences)
+void compare_report(ImageLoadReport const& report, PlainPicture const& picture,
+                    ImageLoadOptions const& options, Differences& differences)
 {
     if (!picture.all_read)
         return;
@@ -141,7 +142,8 @@ void compare_report(ImageLoadReport const& report, PlainPicture const& picture, 
     compare("tiles asked", report.tiles_asked, picture.tiles_asked, differences);
     compare("tiles lost", report.tiles_lost, 0u, differences);
     compare("errors told", report.errors.get_count() != 0, !picture.errors.empty(), differences);
-    compare("colour space of the report", text_of(report.color_space), text_of(options.color_space), differences);
+    compare("colour space of the report", text_of(report.color_space), text_of(options.color_space),
+            differences);
 }
 
 /// The increments of a map without channels, which has no tiles to count.

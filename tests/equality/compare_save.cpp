@@ -26,13 +26,30 @@ struct Outcome {
     std::map<std::string, std::vector<char>> files;
 };
 
+/// Writers of TIFF note the second in which they work, "2026:01:31 12:00:00": the same for all here.
+void forget_time(std::vector<char>& bytes)
+{
+    std::string const form = "dddd:dd:dd dd:dd:dd";
+    auto const fits = [](char byte, char wanted) {
+        return wanted == 'd' ? byte >= '0' && byte <= '9' : byte == wanted;
+    };
+    for (auto place = bytes.begin();; ++place) {
+        place = std::search(place, bytes.end(), form.begin(), form.end(), fits);
+        if (place == bytes.end())
+            return;
+        std::copy(form.begin(), form.end(), place);
+    }
+}
+
 /// Reads all files of the folder, and removes them.
 std::map<std::string, std::vector<char>> take_files(std::string const& folder)
 {
     std::map<std::string, std::vector<char>> files;
     for (auto const& entry : std::filesystem::directory_iterator(folder)) {
         std::ifstream file(entry.path(), std::ios::binary);
-        files[entry.path().filename().string()] = {std::istreambuf_iterator<char>(file), {}};
+        std::vector<char>& bytes = files[entry.path().filename().string()];
+        bytes.assign(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
+        forget_time(bytes);
     }
     for (auto const& file : files)
         std::filesystem::remove(std::filesystem::path(folder) / file.first);
@@ -91,22 +108,22 @@ std::vector<int> save_in_steps(ImageCanvas const& canvas, SaveOrder const& order
     ImageIOOutputs outputs;
     ImageEvalContext context(canvas, 0);
     std::vector<int> statuses = {ImageIOSave::build_outputs(&app, options, path.c_str(), canvas.get_map(),
-                                                            *canvas.m_map->m_bbox, rectangle(whole_of(canvas)),
-                                                            outputs)};
+                                                            *canvas.m_map->m_bbox,
+                                                            rectangle(whole_of(canvas)), outputs)};
     for (Place const& region : order.regions)
         statuses.push_back(ImageIOSave::save_region(&app, outputs, context, rectangle(region), bar));
     statuses.push_back(ImageIOSave::save(&app, outputs, context, nullptr));
     return statuses;
 }
 
-std::vector<int> plain_save_in_steps(ImageCanvas const& canvas, SaveOrder const& order, std::string const& path,
-                                     ImageSaveOptions& options, NotedApp& app, AppProgressBar* bar)
+std::vector<int> plain_save_in_steps(ImageCanvas const& canvas, SaveOrder const& order,
+                                     std::string const& path, ImageSaveOptions& options, NotedApp& app,
+                                     AppProgressBar* bar)
 {
     ReferenceOutputs outputs;
     ImageEvalContext context(canvas, 0);
-    std::vector<int> statuses = {reference_build_outputs(&app, options, path, *canvas.get_map(),
-                                                         Place(*canvas.m_map->m_bbox), whole_of(canvas),
-                                                         outputs)};
+    std::vector<int> statuses = {reference_build_outputs(
+        &app, options, path, *canvas.get_map(), Place(*canvas.m_map->m_bbox), whole_of(canvas), outputs)};
     for (Place const& region : order.regions)
         statuses.push_back(reference_write_region(outputs, context, region, bar));
     statuses.push_back(reference_write_all(&app, outputs, context, nullptr));
@@ -144,8 +161,8 @@ Differences compare_save(ImageCanvas const& canvas, SaveOrder const& order, std:
     Outcome const module = run(order, folder, [&](auto& options, NotedApp& app, AppProgressBar* bar) {
         if (in_steps)
             return save_in_steps(canvas, order, path, options, app, bar);
-        return std::vector<int>{ImageIO::save(path.c_str(), options, canvas, &app, bar,
-                                              order.has_crop ? &order.crop : nullptr)};
+        return std::vector<int>{
+            ImageIO::save(path.c_str(), options, canvas, &app, bar, order.has_crop ? &order.crop : nullptr)};
     });
     Outcome const plain = run(order, folder, [&](auto& options, NotedApp& app, AppProgressBar* bar) {
         if (in_steps)

@@ -19,17 +19,18 @@ struct LoadMatrix {
 
 class LoadEquality : public testing::TestWithParam<LoadMatrix> {
 protected:
-    void expect_equal(int threads)
+    /// With every picture, or with every so manieth.
+    void expect_equal(int threads, std::size_t distance)
     {
         zv_test::TempDir const folder;
         std::vector<std::string> const pictures = GetParam().make(folder.path().string());
         ASSERT_GE(pictures.size(), GetParam().least_pictures);
         ThreadCount const count(threads);
-        for (std::string const& picture : pictures)
+        for (std::size_t number = 0; number < pictures.size(); number += distance)
             for (LoadOrder const& order : load_orders()) {
-                Differences const differences = compare_load(picture, order.get());
+                Differences const differences = compare_load(pictures[number], order.get());
                 EXPECT_TRUE(differences.empty())
-                    << std::filesystem::path(picture).filename() << ", " << order.name << "\n"
+                    << std::filesystem::path(pictures[number]).filename() << ", " << order.name << "\n"
                     << report(differences);
             }
     }
@@ -37,19 +38,19 @@ protected:
 
 TEST_P(LoadEquality, OneThreadGivesWhatThePlainRoadGives)
 {
-    expect_equal(1);
+    expect_equal(1, 1);
 }
 
 TEST_P(LoadEquality, ManyThreadsGiveWhatThePlainRoadGives)
 {
-    expect_equal(4);
+    expect_equal(4, 3);
 }
 
 INSTANTIATE_TEST_SUITE_P(Pictures, LoadEquality,
-                         testing::Values(LoadMatrix{"exr_shapes", make_exr_shapes, 150},
+                         testing::Values(LoadMatrix{"exr_shapes", make_exr_shapes, 110},
                                          LoadMatrix{"exr_compressions", make_exr_compressions, 40},
                                          LoadMatrix{"exr_oddities", make_exr_oddities, 30},
-                                         LoadMatrix{"tiff", make_tiff_pictures, 120},
+                                         LoadMatrix{"tiff", make_tiff_pictures, 100},
                                          LoadMatrix{"other_formats", make_other_formats, 100}),
                          [](auto const& matrix) { return matrix.param.name; });
 

@@ -25,8 +25,8 @@ struct Tally {
 
     void print(std::string const& name) const
     {
-        std::printf("| %s | %zu | %zu | %zu | %zu | %zu | %zu |\n", name.c_str(), pictures, refused, loads, saves,
-                    files, differences);
+        std::printf("| %s | %zu | %zu | %zu | %zu | %zu | %zu |\n", name.c_str(), pictures, refused, loads,
+                    saves, files, differences);
         std::fflush(stdout);
     }
     void add(Tally const& other)
@@ -105,7 +105,8 @@ std::size_t try_kernels()
         zv_host::float_row_to_half(floats.data(), halves.data(), kRow);
         zv_host::half_row_to_float(halves.data(), back.data(), kRow);
         for (std::size_t i = 0; i < kRow; ++i)
-            differences += halves[i] != float_to_half(floats[i]) || bits_of(back[i]) != bits_of(half_to_float(halves[i]));
+            differences += halves[i] != float_to_half(floats[i]) ||
+                           bits_of(back[i]) != bits_of(half_to_float(halves[i]));
     }
     return differences;
 }

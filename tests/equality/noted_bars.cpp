@@ -23,7 +23,8 @@ NotedBar::NotedBar(CoreString const& title, std::vector<std::string>& notes)
 
 NotedBar::~NotedBar()
 {
-    m_notes.push_back(m_title.get_data() + std::string(m_finished ? ": gone, finished" : ": gone, unfinished"));
+    m_notes.push_back(m_title.get_data() +
+                      std::string(m_finished ? ": gone, finished" : ": gone, unfinished"));
 }
 
 template <class Call>
@@ -83,7 +84,8 @@ void NotedBar::set_value(float value)
     note("set_value " + exact(value), [&] { AppProgressBar::set_value(value); });
 }
 
-std::unique_ptr<AppProgressBar> NotedApp::make_progress_bar(CoreString const& title, bool cancellable, bool modal)
+std::unique_ptr<AppProgressBar> NotedApp::make_progress_bar(CoreString const& title, bool cancellable,
+                                                            bool modal)
 {
     notes.push_back("new bar '" + std::string(title.get_data()) + "'" + (cancellable ? " cancellable" : "") +
                     (modal ? " modal" : ""));

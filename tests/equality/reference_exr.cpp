@@ -1,8 +1,8 @@
 #include <ImfChannelList.h>
+#include <ImfDoubleAttribute.h>
+#include <ImfFloatAttribute.h>
 #include <ImfFrameBuffer.h>
 #include <ImfMatrixAttribute.h>
-#include <ImfFloatAttribute.h>
-#include <ImfDoubleAttribute.h>
 #include <ImfStandardAttributes.h>
 #include <ImfStringAttribute.h>
 #include <ImfThreading.h>
@@ -196,8 +196,8 @@ void make_halves(std::vector<PlainPlane>& planes)
 }
 
 /// Integer channels get no samples: the file holds zeros for them.
-void add_slice(Imf::FrameBuffer& frame_buffer, PlainPlane& plane, std::size_t row_length, std::ptrdiff_t first,
-               bool tile_coordinates)
+void add_slice(Imf::FrameBuffer& frame_buffer, PlainPlane& plane, std::size_t row_length,
+               std::ptrdiff_t first, bool tile_coordinates)
 {
     if (!plane.is_in_file || plane.type == Imf::UINT)
         return;
@@ -205,8 +205,8 @@ void add_slice(Imf::FrameBuffer& frame_buffer, PlainPlane& plane, std::size_t ro
     char* const samples = plane.type == Imf::HALF ? reinterpret_cast<char*>(plane.halves.data())
                                                   : reinterpret_cast<char*>(plane.floats.data());
     frame_buffer.insert(plane.name,
-                        Imf::Slice(plane.type, samples - first * std::ptrdiff_t(size), size, size * row_length,
-                                   1, 1, 0.0, tile_coordinates, tile_coordinates));
+                        Imf::Slice(plane.type, samples - first * std::ptrdiff_t(size), size,
+                                   size * row_length, 1, 1, 0.0, tile_coordinates, tile_coordinates));
 }
 
 }  // namespace
@@ -225,8 +225,8 @@ void ReferenceOutput::open_exr(OfApp* app, ImageSaveOptions const& options, Plac
     Imath::Box2i const display(Imath::V2i(canvas.x, canvas.y),
                                Imath::V2i(canvas.end_x() - 1, canvas.end_y() - 1));
     Imf::Compression const compression = compression_of(options.compression);
-    m_header = std::make_unique<Imf::Header>(display, data, options.pixel_aspect_ratio, Imath::V2f(0, 0), 1.0f,
-                                             Imf::INCREASING_Y, compression);
+    m_header = std::make_unique<Imf::Header>(display, data, options.pixel_aspect_ratio, Imath::V2f(0, 0),
+                                             1.0f, Imf::INCREASING_Y, compression);
     m_header->setType(tiled ? "tiledimage" : "scanlineimage");
     if (compression == Imf::DWAA_COMPRESSION || compression == Imf::DWAB_COMPRESSION)
         m_header->insert("dwaCompressionLevel",
@@ -234,13 +234,14 @@ void ReferenceOutput::open_exr(OfApp* app, ImageSaveOptions const& options, Plac
     for (ImageSaveOptions::MetaData const& item : options.meta_data)
         add_metadata(*m_header, item);
     if (tiled)
-        m_header->setTileDescription(Imf::TileDescription(unsigned(tile_size), unsigned(tile_size),
-                                                          Imf::ONE_LEVEL, Imf::ROUND_DOWN));
+        m_header->setTileDescription(
+            Imf::TileDescription(unsigned(tile_size), unsigned(tile_size), Imf::ONE_LEVEL, Imf::ROUND_DOWN));
     for (ImageMapChannel* const channel : m_channels)
         if (channel)
             add_channel(*m_header, app, options, text_of(channel->m_name));
     if (tiled)
-        m_tiles = std::make_unique<Imf::TiledOutputFile>(m_filename.c_str(), *m_header, Imf::globalThreadCount());
+        m_tiles =
+            std::make_unique<Imf::TiledOutputFile>(m_filename.c_str(), *m_header, Imf::globalThreadCount());
     else
         m_lines = std::make_unique<Imf::OutputFile>(m_filename.c_str(), *m_header, Imf::globalThreadCount());
 }
@@ -287,7 +288,8 @@ void ReferenceOutput::write_exr_lines(Place const& region, AppProgressBar* progr
         make_halves(planes);
         m_lines->setFrameBuffer(frame_buffer);
         m_lines->writePixels(1);
-        bool const ends_block = floor_of(y, m_tile_size) != floor_of(y + 1, m_tile_size) || y + 1 == region.end_y();
+        bool const ends_block =
+            floor_of(y, m_tile_size) != floor_of(y + 1, m_tile_size) || y + 1 == region.end_y();
         if (ends_block && progress)
             progress->step(++blocks);
     }
@@ -296,7 +298,8 @@ void ReferenceOutput::write_exr_lines(Place const& region, AppProgressBar* progr
 }
 
 /// One tile a call; tiles that are in the file already are left out.
-void ReferenceOutput::write_exr_tiles(ImageEvalContext& context, Place const& region, AppProgressBar* progress)
+void ReferenceOutput::write_exr_tiles(ImageEvalContext& context, Place const& region,
+                                      AppProgressBar* progress)
 {
     int const t = m_tile_size;
     Place const window = exr_window();
@@ -307,8 +310,8 @@ void ReferenceOutput::write_exr_tiles(ImageEvalContext& context, Place const& re
         progress->set_step_count(unsigned(((region.width + t - 1) / t) * ((region.height + t - 1) / t)));
     unsigned steps = 0;
     for (int row = floor_of(region.y - window.y, t); row <= floor_of(region.end_y() - 1 - window.y, t); ++row)
-        for (int column = floor_of(region.x - window.x, t); column <= floor_of(region.end_x() - 1 - window.x, t);
-             ++column) {
+        for (int column = floor_of(region.x - window.x, t);
+             column <= floor_of(region.end_x() - 1 - window.x, t); ++column) {
             if (!m_written_tiles.insert({row, column}).second)
                 continue;
             int const x = window.x + column * t, y = window.y + row * t;

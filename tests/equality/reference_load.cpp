@@ -117,7 +117,8 @@ bool read_samples(OIIO::ImageInput& input, OIIO::ImageSpec& spec, PlainPicture& 
 void convert_pixel(std::array<float*, 5> const& slots, bool premultiply, PlainConversion const& conversion)
 {
     auto const [red, green, blue, alpha, luminance] = slots;
-    auto const scale_colours = [&, red = red, green = green, blue = blue, luminance = luminance](float factor) {
+    auto const scale_colours = [&, red = red, green = green, blue = blue,
+                                luminance = luminance](float factor) {
         for (float* const colour : {red, green, blue, luminance})
             if (colour)
                 *colour = *colour * factor;
@@ -249,7 +250,8 @@ unsigned wanted_count(ImageLoadOptions const& options)
     return options.channels->get_count() < 4 ? options.channels->get_count() : 4;
 }
 
-PlainPicture reference_load(std::string const& path, ImageLoadOptions const& options, AppProgressBar* progress)
+PlainPicture reference_load(std::string const& path, ImageLoadOptions const& options,
+                            AppProgressBar* progress)
 {
     PlainPicture picture;
     if (progress)

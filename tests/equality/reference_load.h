@@ -53,6 +53,7 @@ struct PlainPicture {
 };
 
 /// Loads a file whose size the limits of OpenImageIO let pass.
-PlainPicture reference_load(std::string const& path, ImageLoadOptions const& options, AppProgressBar* progress);
+PlainPicture reference_load(std::string const& path, ImageLoadOptions const& options,
+                            AppProgressBar* progress);
 
 }  // namespace zv_equality

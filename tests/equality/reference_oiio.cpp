@@ -80,11 +80,15 @@ void convert(std::vector<float>& buffer, std::size_t pixels, int channels, Plain
 
 }  // namespace
 
-bool ReferenceOutput::open_oiio(OfApp* app, ImageSaveOptions const& options, Place const&, Place const& canvas,
-                                int tile_size)
+bool ReferenceOutput::open_oiio(OfApp* app, ImageSaveOptions const& options, Place const&,
+                                Place const& canvas, int tile_size)
 {
-    if (m_channels.empty())
+    if (m_channels.empty()) {
+        // No file library is asked; the text is the module's own.
+        say(1, "Error while opening '" + m_filename + "'.\n");
+        say(1, "OpenImageIO error: the image has no channels\n");
         return false;
+    }
     OIIO::ImageSpec spec(canvas.width, canvas.height, int(m_channels.size()),
                          sample_type(options.format, m_filename));
     for (std::size_t position = 0; position < m_channels.size(); ++position)
@@ -125,9 +129,9 @@ bool ReferenceOutput::write_oiio_strips(Place const& region, AppProgressBar* pro
         std::fill(strip.begin(), strip.end(), 0.0f);
         for (int channel = 0; channel < count; ++channel) {
             for (std::size_t pixel = 0; pixel < pixels && m_channels[std::size_t(channel)]; ++pixel)
-                strip[pixel * std::size_t(count) + std::size_t(channel)] =
-                    sample_of(*m_channels[std::size_t(channel)], spec.x + int(pixel % std::size_t(spec.width)),
-                              y + int(pixel / std::size_t(spec.width)));
+                strip[pixel * std::size_t(count) + std::size_t(channel)] = sample_of(
+                    *m_channels[std::size_t(channel)], spec.x + int(pixel % std::size_t(spec.width)),
+                    y + int(pixel / std::size_t(spec.width)));
             if (progress)
                 progress->increment(step);
         }
@@ -158,7 +162,8 @@ bool ReferenceOutput::write_oiio_tiles(Place const& region, AppProgressBar* prog
     bool written = true;
     for (int y = region.y; y < region.end_y(); y += tile)
         for (int x = spec.x; x < spec.x + spec.width; x += tile) {
-            int const height = std::min(tile, region.end_y() - y), width = std::min(tile, spec.x + spec.width - x);
+            int const height = std::min(tile, region.end_y() - y),
+                      width = std::min(tile, spec.x + spec.width - x);
             auto const row_length = std::size_t(width);
             std::fill(buffer.begin(), buffer.end(), 0.0f);
             for (int channel = 0; channel < count; ++channel) {
@@ -180,8 +185,8 @@ bool ReferenceOutput::write_oiio_tiles(Place const& region, AppProgressBar* prog
             if (!m_oiio->write_tile(x, y, 0, OIIO::TypeDesc::FLOAT, buffer.data(),
                                     OIIO::stride_t(size) * count, OIIO::stride_t(size) * width * count)) {
                 say(2, "Problem while writing tile (" + std::to_string(x) + ", " + std::to_string(y) + ", " +
-                           std::to_string(width) + ", " + std::to_string(height) + "): " + m_oiio->geterror() +
-                           "\n");
+                           std::to_string(width) + ", " + std::to_string(height) +
+                           "): " + m_oiio->geterror() + "\n");
                 written = false;
             }
         }

@@ -21,7 +21,8 @@ std::string without_family(std::string const& name)
 
 }  // namespace
 
-ReferenceOutput::ReferenceOutput(ImageMap const& map, std::string name, std::string filename, Channels channels)
+ReferenceOutput::ReferenceOutput(ImageMap const& map, std::string name, std::string filename,
+                                 Channels channels)
     : m_map(map)
     , m_name(std::move(name))
     , m_filename(std::move(filename))
@@ -34,8 +35,8 @@ ReferenceOutput::~ReferenceOutput()
     close();
 }
 
-bool ReferenceOutput::open(OfApp* app, ImageSaveOptions const& options, Place const& region, Place const& canvas,
-                           int tile_size)
+bool ReferenceOutput::open(OfApp* app, ImageSaveOptions const& options, Place const& region,
+                           Place const& canvas, int tile_size)
 {
     m_tile_size = tile_size;
     m_is_tiled = app && app->tiling_mode != 0 && tile_size != 0;
@@ -75,7 +76,8 @@ Status ReferenceOutput::write(ImageEvalContext& context, AppProgressBar* progres
     }
     OIIO::ImageSpec const& spec = m_oiio->spec();
     Place const window(spec.x, spec.y, spec.width, spec.height);
-    bool const written = m_is_tiled ? write_oiio_tiles(window, progress) : write_oiio_strips(window, progress);
+    bool const written =
+        m_is_tiled ? write_oiio_tiles(window, progress) : write_oiio_strips(window, progress);
     bool const closed = m_oiio->close();
     if (progress)
         progress->set_value(1.0f);

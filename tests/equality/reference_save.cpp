@@ -84,8 +84,8 @@ OIIO::TypeDesc buffer_type(ImageIOFileFormat::Save format)
     }
 }
 
-Status write_buffer(std::string const& filename, ImageIOFileFormat::Save format, std::vector<float> const& pixels,
-                    int channels, int width, int height)
+Status write_buffer(std::string const& filename, ImageIOFileFormat::Save format,
+                    std::vector<float> const& pixels, int channels, int width, int height)
 {
     auto const output = OIIO::ImageOutput::create(filename, nullptr, "");
     if (!output) {
@@ -118,8 +118,8 @@ Status write_one_file(std::string const& filename, ImageSaveOptions const& optio
     bool const converts = !space.empty() && space != own_space;
     bool const divides = converts && options.format != ImageIOFileFormat::SAVE_JPEG && count == 4;
 
-    std::vector<float> buffer(std::size_t(out_channels) * std::size_t(region.width) * std::size_t(region.height),
-                              0.0f);
+    std::vector<float> buffer(
+        std::size_t(out_channels) * std::size_t(region.width) * std::size_t(region.height), 0.0f);
     std::size_t place = 0;
     for (int y = region.y; y < region.end_y(); ++y)
         for (int x = region.x; x < region.end_x(); ++x) {
@@ -169,8 +169,8 @@ Status save_basic(std::string const& path, ImageSaveOptions const& options, Imag
     unsigned step = 2;
     for (Layer const& layer : layers) {
         child = child_of(app, progress, " (" + layer.name + ") ");
-        status = std::max(status,
-                          write_one_file(layer_file(path, layer.name), options, layer.channels, canvas, child));
+        status = std::max(
+            status, write_one_file(layer_file(path, layer.name), options, layer.channels, canvas, child));
         if (child) {
             finish(child);
             progress->step(step++);
@@ -378,8 +378,8 @@ Status reference_write_region(ReferenceOutputs& outputs, ImageEvalContext& conte
     return 0;
 }
 
-Status reference_save(std::string const& path, ImageSaveOptions& options, ImageCanvas const& canvas, OfApp* app,
-                      AppProgressBar* progress, GMathVec4<float> const* crop)
+Status reference_save(std::string const& path, ImageSaveOptions& options, ImageCanvas const& canvas,
+                      OfApp* app, AppProgressBar* progress, GMathVec4<float> const* crop)
 {
     if (canvas.get_image()->get_channel_count() == 0) {
         say(1, "ImageIO Save failed: Image is empty!\n");
@@ -397,9 +397,9 @@ Status reference_save(std::string const& path, ImageSaveOptions& options, ImageC
     if (bar)
         bar->set_value(0.0f);
     bool const simple = options.format >= 2 && options.format <= 6;
-    Status const status = simple
-                              ? save_basic(path, options, *canvas.get_map(), whole, app, bar)
-                              : save_advanced(context, path, options, *canvas.get_map(), whole, region, app, bar);
+    Status const status =
+        simple ? save_basic(path, options, *canvas.get_map(), whole, app, bar)
+               : save_advanced(context, path, options, *canvas.get_map(), whole, region, app, bar);
     if (bar)
         bar->set_value(1.0f);
     finish(bar);

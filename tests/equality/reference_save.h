@@ -23,8 +23,8 @@ using Channels = std::vector<ImageMapChannel*>;
 using Status = int;
 
 /// Saves a canvas, as `ImageIO::save` does. Metadata of the canvas is appended to that of `options`.
-Status reference_save(std::string const& path, ImageSaveOptions& options, ImageCanvas const& canvas, OfApp* app,
-                      AppProgressBar* progress, GMathVec4<float> const* crop);
+Status reference_save(std::string const& path, ImageSaveOptions& options, ImageCanvas const& canvas,
+                      OfApp* app, AppProgressBar* progress, GMathVec4<float> const* crop);
 
 /// The planned outputs of a save that is done in steps; they close in order when the list goes.
 struct ReferenceOutputs {

@@ -38,7 +38,8 @@ private:
     {
         channel.create(m_picture.data_window, 0);
         for (std::size_t number = 0; number < channel.bits.size(); ++number)
-            channel.bits[number] = bits_at(m_plane.data(), number * m_picture.type.bytes, m_picture.type.bytes);
+            channel.bits[number] =
+                bits_at(m_plane.data(), number * m_picture.type.bytes, m_picture.type.bytes);
         if (channel.name == "a")
             m_picture.clamp(channel);
     }

@@ -16,9 +16,15 @@ std::vector<NamedCanvas> canvases()
 {
     std::vector<NamedCanvas> made;
     made.push_back({"at the origin", make_canvas({.width = 150, .height = 140, .tile = 32})});
-    made.push_back({"half, negative", make_canvas({.x = -64, .y = -32, .width = 150, .height = 140, .tile = 32, .type = {2, true}})});
-    made.push_back({"off the grid, with layers",
-                    make_canvas({.x = 10, .y = 20, .width = 100, .height = 90, .channels = {"r", "g", "b", "a", "z", "n.x"}, .tile = 32})});
+    made.push_back(
+        {"half, negative",
+         make_canvas({.x = -64, .y = -32, .width = 150, .height = 140, .tile = 32, .type = {2, true}})});
+    made.push_back({"off the grid, with layers", make_canvas({.x = 10,
+                                                              .y = 20,
+                                                              .width = 100,
+                                                              .height = 90,
+                                                              .channels = {"r", "g", "b", "a", "z", "n.x"},
+                                                              .tile = 32})});
     return made;
 }
 

@@ -17,35 +17,40 @@ struct SaveMatrix {
 
 class SaveEquality : public testing::TestWithParam<SaveMatrix> {
 protected:
-    void expect_equal(int threads)
+    /// Every form of every canvas, or every so manieth.
+    void expect_equal(int threads, std::size_t distance)
     {
         zv_test::TempDir const folder;
         ThreadCount const count(threads);
-        std::size_t files = 0;
+        std::size_t files = 0, number = 0;
         for (NamedCanvas const& canvas : save_canvases())
             for (SaveOrder const& order : GetParam().orders()) {
+                if (number++ % distance != 0)
+                    continue;
                 Differences const differences =
                     compare_save(*canvas.canvas, order, folder.path().string(), &files);
                 EXPECT_TRUE(differences.empty()) << canvas.name << " as " << order.name << "\n"
                                                  << report(differences);
             }
-        EXPECT_GT(files, 300u);
+        EXPECT_GT(files, 300u / distance);
     }
 };
 
 TEST_P(SaveEquality, OneThreadGivesTheFilesOfThePlainRoad)
 {
-    expect_equal(1);
+    expect_equal(1, 1);
 }
 
 TEST_P(SaveEquality, ManyThreadsGiveTheFilesOfThePlainRoad)
 {
-    expect_equal(4);
+    expect_equal(4, 5);
 }
 
 INSTANTIATE_TEST_SUITE_P(Forms, SaveEquality,
-                         testing::Values(SaveMatrix{"exr", exr_orders}, SaveMatrix{"planning", planning_orders},
-                                         SaveMatrix{"oiio", oiio_orders}, SaveMatrix{"simple", simple_orders}),
+                         testing::Values(SaveMatrix{"exr", exr_orders},
+                                         SaveMatrix{"planning", planning_orders},
+                                         SaveMatrix{"oiio", oiio_orders},
+                                         SaveMatrix{"simple", simple_orders}),
                          [](auto const& matrix) { return matrix.param.name; });
 
 }  // namespace

@@ -77,8 +77,7 @@ std::unique_ptr<ImageCanvas> make_canvas(CanvasOrder const& order)
         canvas->get_image()->add_channel(name.c_str(), depth, type)->fill_tiles(plane.data(), window, true);
         ++number;
     }
-    Place const display =
-        order.display_window.width == 0 ? Place(window) : order.display_window;
+    Place const display = order.display_window.width == 0 ? Place(window) : order.display_window;
     canvas->set_canvas(GMathVec4<int>(display.x, display.y, display.width, display.height), &window);
     canvas->finalize(true, false);
     return canvas;
@@ -104,7 +103,8 @@ std::vector<NamedCanvas> save_canvases()
     add("half with layers", {.channels = layers, .type = {2, true}});
     add("float with layers, tiles of 32", {.channels = layers, .tile = 32});
     add("no colours", {.channels = {"diffuse.r", ".hidden", "depth.z"}});
-    add("negative origin", {.x = -30, .y = -70, .width = 100, .height = 131, .display_window = {0, 0, 64, 48}});
+    add("negative origin",
+        {.x = -30, .y = -70, .width = 100, .height = 131, .display_window = {0, 0, 64, 48}});
     add("far origin, half", {.x = 70, .y = 130, .display_window = {10, 20, 200, 230}, .type = {2, true}});
     add("five channels", {.channels = {"r", "g", "b", "a", "z"}, .tile = 32});
     return canvases;
@@ -115,12 +115,12 @@ std::vector<SaveOrder> exr_orders()
     std::vector<SaveOrder> orders;
     for (int compression = 0; compression <= 11; ++compression)
         for (bool const in_tiles : {false, true})
-            orders.push_back(exr("exr16, compression " + std::to_string(compression), Format::SAVE_EXR16, compression,
-                                 in_tiles));
+            orders.push_back(exr("exr16, compression " + std::to_string(compression), Format::SAVE_EXR16,
+                                 compression, in_tiles));
     for (int const compression : {1, 4, 5, 6, 9})
         for (bool const in_tiles : {false, true})
-            orders.push_back(exr("exr32, compression " + std::to_string(compression), Format::SAVE_EXR32, compression,
-                                 in_tiles));
+            orders.push_back(exr("exr32, compression " + std::to_string(compression), Format::SAVE_EXR32,
+                                 compression, in_tiles));
     for (char const* const space : {"sRGB", "linear", "ACEScg", "nothing of the kind"})
         for (bool const in_tiles : {false, true}) {
             orders.push_back(exr("exr16", Format::SAVE_EXR16, 4, in_tiles, space));
@@ -162,9 +162,10 @@ std::vector<SaveOrder> planning_orders()
         orders.push_back(crop);
     }
     for (char const* const file : {"a.exr", "a.tif", "a.tga"}) {
-        SaveOrder order = simple(file, std::strcmp(file, "a.exr") == 0   ? Format::SAVE_EXR32
-                                       : std::strcmp(file, "a.tif") == 0 ? Format::SAVE_TIFF8
-                                                                         : Format::SAVE_TARGA,
+        SaveOrder order = simple(file,
+                                 std::strcmp(file, "a.exr") == 0   ? Format::SAVE_EXR32
+                                 : std::strcmp(file, "a.tif") == 0 ? Format::SAVE_TIFF8
+                                                                   : Format::SAVE_TARGA,
                                  "sRGB");
         order.name += ", chosen channels";
         order.compression = Format::COMPRESSION_PIZ;
