@@ -9,9 +9,10 @@ namespace {
 
 struct Picture {
     std::uint64_t width = 0, height = 0;
+    std::uint64_t x = 0, y = 0;
     unsigned tiles = 0;
     unsigned channels = 0, sample_bytes = 0;  // 0 bytes: depths, of which the reader makes nothing
-    std::uint64_t tiles_at = 0;
+    std::uint64_t tiles_at = 0, first_tile_at = 0;
 };
 
 struct Chunk {
@@ -52,6 +53,7 @@ Search find_tiles(FileBytes& file, std::uint64_t at, Picture& picture)
         if (is_group && file.is(chunk->at, "TBMP")) {
             picture.tiles_at = at = chunk->at + 4;
             Search const search = find_first_tile(file, at, picture);
+            picture.first_tile_at = at;
             if (search != Search::GO_ON)
                 return search;
             continue;
@@ -64,24 +66,29 @@ Search find_tiles(FileBytes& file, std::uint64_t at, Picture& picture)
     return Search::NOT_THERE;
 }
 
-bool read_table(FileBytes& file, Chunk const& chunk, Picture& picture)
+/// Flags that contradict themselves fail an assertion of the reader.
+Search read_table(FileBytes& file, Chunk const& chunk, Picture& picture)
 {
-    constexpr std::uint32_t kRgb = 1, kAlpha = 2, kDepth = 4;
+    constexpr std::uint32_t kRgb = 1, kAlpha = 2, kDepth = 4, kBlack = 16;
     auto const width = file.big(chunk.at, 4), height = file.big(chunk.at + 4, 4);
     auto const flags = file.big(chunk.at + 12, 4), wide = file.big(chunk.at + 16, 2);
     auto const tiles = file.big(chunk.at + 18, 2);
     if ((chunk.size != 24 && chunk.size != 32) || !file.has(chunk.at, chunk.size))
-        return false;
+        return Search::NOT_THERE;
     picture.width = *width;
     picture.height = *height;
     picture.tiles = *tiles;
+    if (chunk.size == 32) {
+        picture.x = *file.big(chunk.at + 24, 4);
+        picture.y = *file.big(chunk.at + 28, 4);
+    }
     if (*flags & (kRgb | kAlpha)) {
         picture.channels = (*flags & kRgb ? 3 : 0) + (*flags & kAlpha ? 1 : 0);
         picture.sample_bytes = *wide ? 2 : 1;
-    } else if (*flags & kDepth) {
-        picture.channels = 1;
+        return *flags & kBlack ? Search::UNSAFE : Search::FOUND;
     }
-    return true;
+    picture.channels = 1;
+    return *flags & kDepth && *wide ? Search::UNSAFE : Search::FOUND;
 }
 
 /// Follows the reader's way to the first tile.
@@ -90,9 +97,10 @@ Search find_picture(FileBytes& file, Picture& picture)
     std::uint64_t at = 0;
     bool is_inside = false;
     while (auto const chunk = chunk_at(file, at)) {
-        if (is_inside && file.is(at, "TBHD"))
-            return read_table(file, *chunk, picture) ? find_tiles(file, chunk->at + chunk->size, picture)
-                                                     : Search::NOT_THERE;
+        if (is_inside && file.is(at, "TBHD")) {
+            Search const search = read_table(file, *chunk, picture);
+            return search == Search::FOUND ? find_tiles(file, chunk->at + chunk->size, picture) : search;
+        }
         if (!is_inside && file.is(at, "FOR4")) {
             is_inside = file.is(chunk->at, "CIMG");
             at = chunk->at + 4 + (is_inside ? 0 : chunk->padded());
@@ -147,6 +155,18 @@ bool is_tile_safe(FileBytes& file, Tile const& tile, Picture const& picture)
     return are_runs_safe(file, tile, picture.channels * picture.sample_bytes);
 }
 
+/// The reader copies tiles out of its picture as if that began at (0, 0), and a tile that begins right of it has a negative
+/// width. The first tile has the size of all.
+bool is_origin_safe(FileBytes& file, Picture const& picture)
+{
+    auto const left = file.big(picture.first_tile_at + 8, 2), right = file.big(picture.first_tile_at + 12, 2);
+    if (!left || !right || *right < *left || *right >= picture.width)
+        return true;  // the reader gives up
+    std::uint64_t const tile = *right - *left + 1;
+    std::uint64_t const last_tile = (picture.width - 1) / tile * tile;
+    return picture.x + last_tile <= picture.width && picture.y <= 0x7fffffff;
+}
+
 /// Looks at all tiles. Chunks between them are passed over from where they lie or, as a mistake of the reader has it, from
 /// the start of the file.
 bool are_tiles_safe(FileBytes& file, Picture const& picture, bool skips_from_start)
@@ -192,7 +212,8 @@ bool is_iff_safe(FileBytes& file)
         return search == Search::NOT_THERE;
     if (picture.width * picture.height > 0x7fffffff)
         return false;
-    return are_tiles_safe(file, picture, false) && are_tiles_safe(file, picture, true);
+    return is_origin_safe(file, picture) && are_tiles_safe(file, picture, false) &&
+           are_tiles_safe(file, picture, true);
 }
 
 }  // namespace zv_image_io

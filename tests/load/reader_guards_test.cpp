@@ -22,8 +22,8 @@
 namespace {
 
 using namespace zv_test;
-using zv_image_io::survives_reading;
 using OIIO::TypeDesc;
+using zv_image_io::survives_reading;
 
 class ReaderGuards : public testing::Test {
 protected:
@@ -36,9 +36,9 @@ protected:
 
     static std::unique_ptr<ImageCanvas> load(std::string const& path)
     {
-        return std::unique_ptr<ImageCanvas>(
-            ImageIO::load_image(path.c_str(), ImageLoadOptions(), nullptr, nullptr,
-                                ImagePixel::REPEAT_MODE_CLAMP, ImagePixel::REPEAT_MODE_CLAMP));
+        return std::unique_ptr<ImageCanvas>(ImageIO::load_image(path.c_str(), ImageLoadOptions(), nullptr,
+                                                                nullptr, ImagePixel::REPEAT_MODE_CLAMP,
+                                                                ImagePixel::REPEAT_MODE_CLAMP));
     }
 
     /// By every way in, as a file that does not open.
@@ -106,7 +106,8 @@ TEST_F(ReaderGuards, IconWithIndicesBehindItsPaletteIsNotReadFromElsewhere)
     expect_loads("good8.ico", icon_file(icon));
     icon.pixels.back() = 4;
     expect_refused("bad8.ico", icon_file(icon));
-    icon = {.bits = 4, .colours = 4, .palette = std::vector<char>(16), .pixels = std::vector<char>(128, 0x33)};
+    icon = {
+        .bits = 4, .colours = 4, .palette = std::vector<char>(16), .pixels = std::vector<char>(128, 0x33)};
     expect_loads("good4.ico", icon_file(icon));
     icon.pixels[100] = 0x40;
     expect_refused("bad4.ico", icon_file(icon));
@@ -233,8 +234,8 @@ TEST_F(ReaderGuards, FitsHeaderWithoutAnEndDoesNotUseUpTheStack)
 
 TEST_F(ReaderGuards, FitsAxesByTheMillionTakeNoMemory)
 {
-    expect_refused("axes.fits", fits_file({"SIMPLE  =                    T", "NAXIS   =           2000000000",
-                                           "END"}));
+    expect_refused("axes.fits",
+                   fits_file({"SIMPLE  =                    T", "NAXIS   =           2000000000", "END"}));
     expect_refused("negative.fits",
                    fits_file({"SIMPLE  =                    T", "NAXIS   =                   -1", "END"}));
 }
@@ -242,8 +243,8 @@ TEST_F(ReaderGuards, FitsAxesByTheMillionTakeNoMemory)
 TEST_F(ReaderGuards, FilesOfAllWritersPass)
 {
     int written = 0;
-    for (char const* extension : {"ico", "iff", "sgi", "dpx", "fits", "tga", "png", "tif", "exr", "jpg", "bmp",
-                                  "hdr", "rla", "ppm", "webp", "zfile", "gif", "jp2"})
+    for (char const* extension : {"ico", "iff", "sgi", "dpx", "fits", "tga", "png", "tif", "exr", "jpg",
+                                  "bmp", "hdr", "rla", "ppm", "webp", "zfile", "gif", "jp2"})
         for (int channels : {1, 3, 4})
             for (TypeDesc const type : {TypeDesc::UINT8, TypeDesc::UINT16, TypeDesc::FLOAT})
                 for (int width : {1, 47, 64, 96})

@@ -8,7 +8,7 @@ namespace zv_test {
 struct Icon {
     unsigned width = 16, height = 16, bits = 24;
     unsigned colours = 0;
-    std::vector<char> palette, pixels;
+    std::vector<char> palette = {}, pixels = {};
 };
 inline std::vector<char> icon_file(Icon const& icon)
 {
@@ -36,7 +36,7 @@ inline std::vector<char> icon_file(std::vector<char> const& png)
 /// An SGI file of one channel whose rows are all the same packets.
 struct SgiRuns {
     unsigned width = 8, height = 3, sample_bytes = 1;
-    std::vector<char> packets;
+    std::vector<char> packets = {};
 };
 inline std::vector<char> sgi_file(SgiRuns const& runs)
 {
@@ -56,8 +56,8 @@ inline std::vector<char> sgi_file(SgiRuns const& runs)
 /// A Maya IFF file of one tile of three channels of bytes.
 struct IffTile {
     unsigned width = 8, height = 4;
-    std::vector<char> packets;
-    std::vector<char> in_front;  // chunks in front of the tile
+    std::vector<char> packets = {};
+    std::vector<char> in_front = {};  // chunks in front of the tile
     unsigned right = 7;          // the tile's last column
 };
 inline std::vector<char> iff_file(IffTile const& tile)

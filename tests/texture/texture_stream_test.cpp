@@ -55,7 +55,8 @@ TEST_F(TextureStream, CoordinatesDerivativesAndBlurReachTheLibrary)
 TEST_F(TextureStream, IconThatItsReaderWouldNotSurviveIsNotLookedUp)
 {
     std::string const path = s_folder->file("odd.ico");
-    zv_test::write_bytes(path, zv_test::icon_file({.width = 75, .height = 64, .pixels = std::vector<char>(228 * 64)}));
+    zv_test::write_bytes(
+        path, zv_test::icon_file({.width = 75, .height = 64, .pixels = std::vector<char>(228 * 64)}));
     Result result;
 
     EXPECT_FALSE(evaluate(UniqueString(path), somewhere(), {}, result));
@@ -64,7 +65,8 @@ TEST_F(TextureStream, IconThatItsReaderWouldNotSurviveIsNotLookedUp)
     EXPECT_EQ(stream().get_image_size(UniqueString(path)).x, 0);
 
     // Another file of that name, once the first is forgotten.
-    zv_test::write_bytes(path, zv_test::icon_file({.width = 72, .height = 64, .pixels = std::vector<char>(216 * 64)}));
+    zv_test::write_bytes(
+        path, zv_test::icon_file({.width = 72, .height = 64, .pixels = std::vector<char>(216 * 64)}));
     stream().invalidate(UniqueString(path));
     EXPECT_TRUE(evaluate(UniqueString(path), somewhere(), {}, result));
     EXPECT_EQ(stream().get_image_size(UniqueString(path)).x, 72);
