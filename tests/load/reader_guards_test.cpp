@@ -193,6 +193,25 @@ TEST_F(ReaderGuards, IffChunksThatLeadBackAreNotFollowedForEver)
     expect_refused("circle.iff", file.get());
 }
 
+/// The table's flags lie at 32, its origin at 44.
+TEST_F(ReaderGuards, IffOriginAndFlagsThatTheReaderAssertsOnAreRefused)
+{
+    std::vector<char> const good = iff_file({.packets = packets({0x9f, 1, 0x9f, 2, 0x9f, 3})});
+    std::vector<char> moved = good;
+    moved[19] = 32;  // a table with an origin
+    moved.insert(moved.begin() + 44, 8, 0);
+    expect_loads("unmoved.iff", moved);
+    moved[47] = 9;
+    expect_refused("moved.iff", moved);
+    std::vector<char> black = good;
+    black[35] = 0x11;
+    expect_refused("black.iff", black);
+    std::vector<char> depths = good;
+    depths[35] = 4;
+    depths[37] = 1;
+    expect_refused("depths.iff", depths);
+}
+
 TEST_F(ReaderGuards, IffTextsThatAreNotThereTakeNoMemory)
 {
     std::vector<char> const good = packets({0x9f, 1, 0x9f, 2, 0x9f, 3});
@@ -219,6 +238,28 @@ TEST_F(ReaderGuards, DpxUserDataThatAreNotThereTakeNoMemory)
     std::fill_n(file.begin() + 32, 4, '\x7f');
 
     expect_refused("b.dpx", file);
+}
+
+/// DPX has its size at 772, two numbers of four bytes.
+TEST_F(ReaderGuards, DpxThatDeclaresFarMoreThanItHoldsTakesNoTime)
+{
+    std::string const path = m_folder.file("a.dpx");
+    write_picture(path, picture_spec(64, 64, 3, TypeDesc::UINT16));
+    std::vector<char> file = file_bytes(path);
+    file.resize(file.size() / 2);
+    expect_loads("half.dpx", file);
+    std::vector<char> const size =
+        file[0] == 'S' ? FileBuilder().big(10000, 4).get() : FileBuilder().little(10000, 4).get();
+    std::copy(size.begin(), size.end(), file.begin() + 772);
+    std::copy(size.begin(), size.end(), file.begin() + 776);
+    std::string const trace = put("trace.dpx", file);
+    LogCapture log;
+
+    EXPECT_EQ(load(trace), nullptr);
+    EXPECT_EQ(log.lines(),
+              (std::vector<LogLine>{{2, "Failed to load image '" + trace +
+                                            "': the file holds next to nothing of its pixels.\n"}}));
+    EXPECT_FALSE(PlateImage(trace.c_str()).load(nullptr));
 }
 
 TEST_F(ReaderGuards, FitsHeaderWithoutAnEndDoesNotUseUpTheStack)
