@@ -168,15 +168,15 @@ TEST_F(ReaderGuards, SgiTableThatIsNotThereIsNotLookedInto)
 
 TEST_F(ReaderGuards, IffRunsPastTheirTileAreNotWritten)
 {
-    // Three planes of 32 samples each.
-    expect_loads("good.iff", iff_file({.packets = packets({0x9f, 1, 0x9f, 2, 0x9f, 3})}));
-    expect_refused("run.iff", iff_file({.packets = packets({0x9f, 1, 0xa0, 2, 0x9f, 3})}));
+    // Three planes of 64 samples each.
+    expect_loads("good.iff", iff_file({.packets = packets({0xbf, 1, 0xbf, 2, 0xbf, 3})}));
+    expect_refused("run.iff", iff_file({.packets = packets({0xbf, 1, 0xc0, 2, 0xbf, 3})}));
 }
 
 TEST_F(ReaderGuards, IffRunsPastTheirChunkAreNotRead)
 {
-    expect_refused("short.iff", iff_file({.packets = packets({0x9f, 1, 0x9f, 2})}));
-    expect_refused("literal.iff", iff_file({.packets = packets({0x9f, 1, 0x9f, 2, 0x1f, 3, 3, 3})}));
+    expect_refused("short.iff", iff_file({.packets = packets({0xbf, 1, 0xbf, 2})}));
+    expect_refused("literal.iff", iff_file({.packets = packets({0xbf, 1, 0xbf, 2, 0x3f, 3, 3, 3})}));
 }
 
 TEST_F(ReaderGuards, IffChunksThatLeadBackAreNotFollowedForEver)
@@ -196,7 +196,7 @@ TEST_F(ReaderGuards, IffChunksThatLeadBackAreNotFollowedForEver)
 /// The table's flags lie at 32, its origin at 44.
 TEST_F(ReaderGuards, IffOriginAndFlagsThatTheReaderAssertsOnAreRefused)
 {
-    std::vector<char> const good = iff_file({.packets = packets({0x9f, 1, 0x9f, 2, 0x9f, 3})});
+    std::vector<char> const good = iff_file({.packets = packets({0xbf, 1, 0xbf, 2, 0xbf, 3})});
     std::vector<char> moved = good;
     moved[19] = 32;  // a table with an origin
     moved.insert(moved.begin() + 44, 8, 0);
@@ -214,7 +214,7 @@ TEST_F(ReaderGuards, IffOriginAndFlagsThatTheReaderAssertsOnAreRefused)
 
 TEST_F(ReaderGuards, IffTextsThatAreNotThereTakeNoMemory)
 {
-    std::vector<char> const good = packets({0x9f, 1, 0x9f, 2, 0x9f, 3});
+    std::vector<char> const good = packets({0xbf, 1, 0xbf, 2, 0xbf, 3});
     std::vector<char> const author = FileBuilder().text("AUTH").big(4, 4).text("anna").get();
     std::vector<char> const nobody = FileBuilder().text("AUTH").big(0xfffffffd, 4).get();
     expect_loads("anna.iff", iff_file({.packets = good, .in_front = author}));
@@ -224,7 +224,7 @@ TEST_F(ReaderGuards, IffTextsThatAreNotThereTakeNoMemory)
 TEST_F(ReaderGuards, ReaderThatWasFoundByNameIsGuardedToo)
 {
     FileBuilder file;
-    file.text("JUNK").big(4, 4).fill(4).bytes(iff_file({.packets = packets({0x9f, 1, 0xa0, 2, 0x9f, 3})}));
+    file.text("JUNK").big(4, 4).fill(4).bytes(iff_file({.packets = packets({0xbf, 1, 0xc0, 2, 0xbf, 3})}));
 
     expect_refused("junk.iff", file.get());
 }

@@ -55,10 +55,10 @@ inline std::vector<char> sgi_file(SgiRuns const& runs)
 
 /// A Maya IFF file of one tile of three channels of bytes.
 struct IffTile {
-    unsigned width = 8, height = 4;
+    unsigned width = 8, height = 8;  // the module reads square tiles
     std::vector<char> packets = {};
     std::vector<char> in_front = {};  // chunks in front of the tile
-    unsigned right = 7;          // the tile's last column
+    unsigned right = 7;               // the tile's last column
 };
 inline std::vector<char> iff_file(IffTile const& tile)
 {
