@@ -16,6 +16,7 @@ struct Guard {
 constexpr Guard kGuards[] = {
     {"ico", {"\0\0\1\0", 4}, is_ico_safe}, {"iff", "FOR4", is_iff_safe}, {"sgi", "\x01\xda", is_sgi_safe},
     {"dpx", "SDPX", is_dpx_safe},          {"dpx", "XPDS", is_dpx_safe}, {"fits", "SIMPLE", is_fits_safe},
+    {"psd", "8BPS", is_psd_safe},
 };
 
 /// The guard for the first bytes; null for a file that needs none.

@@ -24,5 +24,6 @@ bool is_iff_safe(FileBytes& file);
 bool is_sgi_safe(FileBytes& file);
 bool is_dpx_safe(FileBytes& file);
 bool is_fits_safe(FileBytes& file);
+bool is_psd_safe(FileBytes& file);
 
 }  // namespace zv_image_io

@@ -240,6 +240,16 @@ TEST_F(ReaderGuards, DpxUserDataThatAreNotThereTakeNoMemory)
     expect_refused("b.dpx", file);
 }
 
+TEST_F(ReaderGuards, PsdColourDataThatAreNotThereTakeNoMemory)
+{
+    FileBuilder file;
+    file.text("8BPS").big(1, 2).fill(6).big(3, 2).big(4, 4).big(4, 4).big(8, 2).big(3, 2);
+    std::vector<char> const header = file.get();
+
+    expect_refused("long.psd", FileBuilder().bytes(header).big(0x7fffffff, 4).get());
+    EXPECT_TRUE(survives_reading(put("none.psd", FileBuilder().bytes(header).big(0, 4).get()).c_str()));
+}
+
 /// DPX has its size at 772, two numbers of four bytes.
 TEST_F(ReaderGuards, DpxThatDeclaresFarMoreThanItHoldsTakesNoTime)
 {

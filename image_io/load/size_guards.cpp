@@ -1,4 +1,3 @@
-#include <algorithm>
 #include <charconv>
 #include <cstring>
 
@@ -8,11 +7,18 @@ namespace zv_image_io {
 
 namespace {
 
-constexpr std::uint64_t kMostUserData = 16 << 20;
+// What is no larger does no harm where it is not there.
+constexpr std::uint64_t kMostMissing = 16 << 20;
 constexpr std::uint64_t kCard = 80, kFitsBlock = 2880;
 // The reader calls itself for each block of a header; its stack is used up behind some thousands.
 constexpr int kMostFitsBlocks = 1000;
 constexpr int kMostAxes = 999;
+
+/// Memory for a part of the header is asked for, and filled, before the part is read, at each opening.
+bool is_size_safe(FileBytes const& file, std::uint64_t at, std::uint64_t size)
+{
+    return size <= kMostMissing || file.has(at, size);
+}
 
 /// The reader makes an array of as many axes as the card says.
 bool is_axis_count_safe(char const* card)
@@ -30,10 +36,16 @@ bool is_axis_count_safe(char const* card)
 
 bool is_dpx_safe(FileBytes& file)
 {
-    bool const is_big = file.is(0, "SDPX");
-    auto const size = is_big ? file.big(32, 4) : file.little(32, 4);
-    // Memory for the user data is filled before they are read, at each opening.
-    return !size || *size == 0xffffffff || *size <= std::max(kMostUserData, file.size());
+    constexpr std::uint64_t kUserData = 2048;
+    auto const size = file.is(0, "SDPX") ? file.big(32, 4) : file.little(32, 4);
+    return !size || *size == 0xffffffff || is_size_safe(file, kUserData, *size);
+}
+
+bool is_psd_safe(FileBytes& file)
+{
+    constexpr std::uint64_t kColourData = 26;
+    auto const size = file.big(kColourData, 4);
+    return !size || is_size_safe(file, kColourData + 4, *size);
 }
 
 bool is_fits_safe(FileBytes& file)
