@@ -262,7 +262,7 @@ std::vector<std::string> make_tiff_pictures(std::string const& path)
 std::vector<std::string> make_other_formats(std::string const& path)
 {
     Folder folder(path);
-    // Not "ico": the library's reader spoils the heap over a 1 by 1 icon of its own writer. Not "fits": its reader tells
+    // Not "ico": the library's reader spoils the heap over some icons of its own writer. Not "fits": its reader tells
     // fewer names than channels.
     char const* const extensions[] = {"png", "jpg", "hdr", "tga", "bmp", "dpx", "cin",  "pnm",   "pgm", "ppm",
                                       "pfm", "sgi", "rla", "iff", "gif", "jp2", "webp", "zfile", "tx"};
