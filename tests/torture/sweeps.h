@@ -18,6 +18,8 @@ std::unique_ptr<Sweep> make_killed_sweep();
 std::unique_ptr<Sweep> make_memory_sweep();
 /// The same for allocations inside the file libraries.
 std::unique_ptr<Sweep> make_library_memory_sweep();
+/// Whole pictures, loaded and saved by the module and by the plain road beside it.
+std::unique_ptr<Sweep> make_equality_sweep();
 /// Many threads at once.
 std::unique_ptr<Sweep> make_thread_sweep();
 
