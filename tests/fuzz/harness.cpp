@@ -60,7 +60,7 @@ void prepare_process()
     OIIO::attribute("threads", 1);
     OIIO::attribute("exr_threads", -1);
     // Small: most damaged headers ask for far more, and memory that is cleared is what then takes the time.
-    OIIO::attribute("limits:imagesize_MB", 4);
+    OIIO::attribute("limits:imagesize_MB", 1);
     OIIO::attribute("limits:channels", 64);
 }
 

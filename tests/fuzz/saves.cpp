@@ -190,6 +190,7 @@ void save_with_names(Choices const& choices, std::string const& name, std::vecto
     ImageSaveOptions options;
     options.format = static_cast<Format::Save>(choices.format % Format::SAVE_UNKNOWN);
     options.compression = Format::COMPRESSION_RLE;
+    options.color_space = "";
     std::string const path = scratch_folder() + "/" + harmless(name);
     auto const status = ImageIO::save(core(path), options, canvas.canvas(), &app, nullptr, nullptr);
     if (status != ImageIO::SAVING_STATUS_SUCCESS)
@@ -316,6 +317,7 @@ void exr_header(Bytes bytes)
     ImageSaveOptions options;
     unsigned const settings = reader.byte();
     options.format = settings & 1 ? Format::SAVE_EXR16 : Format::SAVE_EXR32;
+    options.color_space = "";  // conversions have nothing to do with names and numbers, and take time
     app.tiling_mode = settings & 2 ? 1 : 0;
     options.pixel_aspect_ratio = settings & 4 ? reader.number<float>() : 1.0f;
     app.dwa_compression_level = settings & 8 ? reader.number<double>() : 45.0;
