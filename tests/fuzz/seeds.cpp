@@ -135,6 +135,8 @@ Seeds simple_pictures(std::string const& extension)
     Album album(extension);
     for (int channels : {3, 1, 4, 2})
         for (TypeDesc type : {TypeDesc::UINT8, TypeDesc::UINT16, TypeDesc::FLOAT}) {
+            if (channels == 2 && extension == "dpx")
+                continue;  // its writer ends the process
             auto spec = picture(channels, type);
             album.add(spec);
             spec.attribute("compression", extension == "tga" ? "rle" : "jpeg:50");
