@@ -18,7 +18,7 @@ using Table = CoreHashTable<CoreString, int>;
 /// The table, the rules of its order said plainly, and a table of the standard library for what it holds.
 class Trial {
 public:
-    bool is_tired() const { return m_changes > 6000; }
+    bool is_tired() const { return m_changes > 3000; }
 
     void insert(std::string const& key, int value)
     {
