@@ -27,7 +27,6 @@ void check_header(CoreString const& path)
     if (!ImageIO::get_image_specs(path, header))
         return;
     require(header.channel_count == int(header.channel_names.get_count()), "a header has a name for each channel");
-    require(header.data_window.width() > 0 && header.data_window.height() > 0, "a header has a data window");
 }
 
 void check_colour_space(CoreString const& path)
