@@ -8,6 +8,7 @@
 #include "image_io/load/channel_names.h"
 #include "image_io/load/image_header.h"
 #include "image_io/load/image_io_load.h"
+#include "image_io/load/reader_guards.h"
 
 namespace zv_image_io {
 
@@ -84,12 +85,16 @@ try {
     using namespace zv_image_io;
     if (path.is_empty())
         log_line(kLogWarning, "Loading image header: file name is empty.\n");
-    input = create_reader(path);
-    if (!input) {
+    // To look for a reader opens the file already.
+    bool const is_safe = survives_reading(path.get_data());
+    if (is_safe)
+        input = create_reader(path);
+    if (is_safe && !input) {
         log_failure(path, "could not create image input.\n");
         return false;
     }
-    if (!open_reader(*input, path, spec)) {
+    if (!is_safe || !survives_reading(path.get_data(), input->format_name()) ||
+        !open_reader(*input, path, spec)) {
         log_failure(path, "could not open file.\n");
         input.reset();
         return false;

@@ -26,11 +26,11 @@ void close_reader(OIIO::ImageInput& input, ImageLoadReport& report)
 }
 
 /// Whether there is a picture that may be read; a refused one is logged.
-bool is_acceptable(CoreString const& path, OIIO::ImageSpec const& spec)
+bool is_acceptable(CoreString const& path, OIIO::ImageInput const& input, OIIO::ImageSpec const& spec)
 {
     if (spec.nchannels == 0)
         return false;
-    CoreString const reason = refusal(spec);
+    CoreString const reason = refusal(spec, input, path);
     if (!reason.is_empty())
         log_line(kLogWarning, "Failed to load image '", path, "': ", reason, ".\n");
     return reason.is_empty();
@@ -127,7 +127,7 @@ bool ImageIOLoad::load_picture(CoreString const& path, ImageCanvas& canvas, Imag
         if (!load_header(path, input, spec))
             return false;
     }
-    if (!is_acceptable(path, spec)) {
+    if (!is_acceptable(path, *input, spec)) {
         close_reader(*input, report);
         return false;
     }

@@ -46,7 +46,7 @@ struct OpenFile {
     OIIO::ImageSpec spec{OIIO::TypeDesc::UNKNOWN};
 };
 
-bool is_fit_for_plate(CoreString const& path, OIIO::ImageSpec const& spec)
+bool is_fit_for_plate(CoreString const& path, OIIO::ImageInput const& input, OIIO::ImageSpec const& spec)
 {
     if (spec.nchannels < 3) {
         log_line(kLogWarning, "Plate image '", path,
@@ -54,7 +54,7 @@ bool is_fit_for_plate(CoreString const& path, OIIO::ImageSpec const& spec)
                  " channel(s).\n");
         return false;
     }
-    CoreString const reason = zv_image_io::refusal(spec);
+    CoreString const reason = zv_image_io::refusal(spec, input, path);
     if (!reason.is_empty())
         log_line(kLogWarning, "Plate image '", path, "' was not loaded : ", reason, ".\n");
     return reason.is_empty();
@@ -172,7 +172,7 @@ bool PlateImage::read_file(AppProgressBar* progress)
 {
     OpenFile file;
     if (!ImageIOLoad::load_header(m_file_path, file.input, file.spec) ||
-        !is_fit_for_plate(m_file_path, file.spec))
+        !is_fit_for_plate(m_file_path, *file.input, file.spec))
         return false;
     show_progress(progress, 0.3f);
     auto const value_count =

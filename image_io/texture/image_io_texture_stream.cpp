@@ -6,6 +6,7 @@
 
 #include "image_io/frame/guarded.h"
 #include "image_io/frame/log_line.h"
+#include "image_io/texture/judged_files.h"
 #include "image_io/texture/lookup_gate.h"
 #include "image_io/texture/texture_lookup.h"
 
@@ -22,6 +23,7 @@ std::mutex s_creation;
 
 /// One for all streams, as there is one image cache behind them.
 zv_image_io::LookupGate s_gate;
+zv_image_io::JudgedFiles s_judged;
 
 void limit_cache(OIIO::TextureSystem& system, float megabytes)
 {
@@ -74,6 +76,7 @@ void ImageIOTextureStream::clear()
         return;
     guarded([this] {
         LookupGate::Closing const closing(s_gate);
+        s_judged.forget();
         m_texture_system->invalidate_all(true);
         start();  // the old system goes when the fresh one is there: a stream is never without
     });
@@ -84,11 +87,13 @@ bool ImageIOTextureStream::evaluate(UniqueString const& name, MapEvalCtx& ctx, i
 {
     try {
         LookupGate::Passage const passage(s_gate);
-        return zv_image_io::look_up(*m_texture_system, name, ctx, {swrap, twrap, interp, mip}, result);
+        if (s_judged.is_safe(name))
+            return zv_image_io::look_up(*m_texture_system, name, ctx, {swrap, twrap, interp, mip}, result);
     } catch (...) {
-        zv_image_io::fill_result(ctx, result);
-        return false;
+        // A lookup that cannot be made.
     }
+    zv_image_io::fill_result(ctx, result);
+    return false;
 }
 
 float ImageIOTextureStream::get_cache_size()
@@ -117,7 +122,8 @@ GMathVec2<int> ImageIOTextureStream::get_image_size(UniqueString const& name) co
 {
     return guarded(GMathVec2<int>(0, 0), [&] {
         LookupGate::Passage const passage(s_gate);
-        OIIO::ImageSpec const* const spec = m_texture_system->imagespec(name, 0);
+        OIIO::ImageSpec const* const spec =
+            s_judged.is_safe(name) ? m_texture_system->imagespec(name, 0) : nullptr;
         return spec ? GMathVec2<int>(spec->full_width, spec->full_height) : GMathVec2<int>(0, 0);
     });
 }
@@ -137,6 +143,7 @@ void ImageIOTextureStream::invalidate(UniqueString const& name)
 {
     guarded([&] {
         LookupGate::Closing const closing(s_gate);
+        s_judged.forget();
         m_texture_system->invalidate(name, true);
     });
 }
@@ -145,6 +152,7 @@ void ImageIOTextureStream::invalidate_all(bool force)
 {
     guarded([&] {
         LookupGate::Closing const closing(s_gate);
+        s_judged.forget();
         m_texture_system->invalidate_all(force);
     });
 }

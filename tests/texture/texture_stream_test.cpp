@@ -5,6 +5,8 @@
 #include <limits>
 #include <vector>
 
+#include "tests/support/handmade_files.h"
+#include "tests/support/pictures.h"
 #include "tests/texture/texture_stream_fixture.h"
 
 namespace {
@@ -48,6 +50,26 @@ TEST_F(TextureStream, CoordinatesDerivativesAndBlurReachTheLibrary)
     evaluate(five(), somewhere(), {.mip = 4}, plain);
     evaluate(five(), ctx, {.mip = 4}, leaning);
     EXPECT_NE(plain, leaning) << "the sign of a derivative matters, or the test does not";
+}
+
+TEST_F(TextureStream, IconThatItsReaderWouldNotSurviveIsNotLookedUp)
+{
+    std::string const path = s_folder->file("odd.ico");
+    zv_test::write_bytes(
+        path, zv_test::icon_file({.width = 75, .height = 64, .pixels = std::vector<char>(228 * 64)}));
+    Result result;
+
+    EXPECT_FALSE(evaluate(UniqueString(path), somewhere(), {}, result));
+    EXPECT_EQ(result[0], 1.0f);
+    EXPECT_EQ(result[3], 1.0f);
+    EXPECT_EQ(stream().get_image_size(UniqueString(path)).x, 0);
+
+    // Another file of that name, once the first is forgotten.
+    zv_test::write_bytes(
+        path, zv_test::icon_file({.width = 72, .height = 64, .pixels = std::vector<char>(216 * 64)}));
+    stream().invalidate(UniqueString(path));
+    EXPECT_TRUE(evaluate(UniqueString(path), somewhere(), {}, result));
+    EXPECT_EQ(stream().get_image_size(UniqueString(path)).x, 72);
 }
 
 TEST_F(TextureStream, MipNumbersAreTheLibrarysModes)

@@ -6,7 +6,8 @@
 
 namespace zv_torture {
 
-// The program has an allocator of its own in front of the system's. It does nothing special until it is told.
+// The program has an allocator of its own in front of the system's. It does nothing special until it is told. In
+// a build with a sanitizer it is not there.
 
 /// Whose code asks for memory: what the C++ library and templates ask counts for who called them.
 enum class Asker : int { OURS, LIBRARY, OTHER };

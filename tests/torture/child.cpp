@@ -10,6 +10,7 @@
 #include "tests/torture/allocations.h"
 #include "tests/torture/driver.h"
 #include "tests/torture/ends.h"
+#include "tests/torture/sanitizers.h"
 
 namespace zv_torture {
 
@@ -51,7 +52,7 @@ void run_cases(Sweep& sweep, Notes& notes, Share const& share)
             break;
         long long const number = number_of(share.first + at, share.step, all);
         notes.begin_case(at, sweep.describe(number));
-        limit_processor_time(sweep.processor_seconds());
+        limit_processor_time(sweep.processor_seconds() * (kIsSanitized ? 10 : 1));
         run_case(sweep, number, notes);
     }
     limit_processor_time(0);
@@ -65,17 +66,22 @@ void run_child(std::string const& name, Orders const& orders, std::string const&
     SharedNotes const notes(notes_path);
     try {
         watch_ends(*notes);
+        watch_sanitizer(*notes);
         if (!std::freopen("/dev/null", "w", stderr))  // the libraries' own words
             throw std::runtime_error("cannot silence the libraries");
         // All lines are formed, and nobody reads them.
         CoreLogHandler::s_main_log_handler.m_level = 3;
         CoreLogHandler::set_sink([](int, CoreString const&) {});
-        auto const sweep = make_sweep(name);
+        auto const sweep = sweep_kind(name).make();
         if (share.is_preparation)
             sweep->prepare(orders, *notes);
         notes->case_count = sweep->begin(orders, *notes);
-        share.is_guarded ? guard_allocations() : limit_memory(sweep->memory_megabytes());
+        if (share.is_guarded)
+            guard_allocations();
+        else if (!kIsSanitized)  // which needs more than any limit
+            limit_memory(sweep->memory_megabytes());
         run_cases(*sweep, *notes, share);
+        check_for_leaks();
         notes->is_done = true;
     } catch (std::exception const& exception) {
         notes->fault("no start: " + std::string(exception.what()));

@@ -7,7 +7,9 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <mutex>
 #include <numeric>
+#include <optional>
 #include <stdexcept>
 #include <thread>
 
@@ -34,28 +36,63 @@ public:
     Driver(std::string sweep, Orders const& orders)
         : m_sweep(std::move(sweep))
         , m_orders(orders)
-        , m_limits(make_sweep(m_sweep))
+        , m_limits(sweep_kind(m_sweep).make())
     {
     }
 
-    Result run(std::chrono::seconds time, long long most_cases)
+    Result run(std::chrono::milliseconds time, long long most_cases)
     {
-        auto const end = Clock::now() + time;
-        run_batch({0, 0, 1}, true);
+        m_end = Clock::now() + time;
+        run_batch({0, 0, 1}, 0, true);
         long long const all = m_result.all_cases;
-        long long const count = most_cases < 0 ? all : std::min(all, most_cases);
-        long long const step = spread(all);
-        for (long long done = 0; done < count && Clock::now() < end && is_worth_going_on();) {
-            long long const size = std::min<long long>(m_limits->cases_a_process(), count - done);
-            m_seconds_left = std::chrono::duration_cast<std::chrono::seconds>(end - Clock::now()).count() + 1;
-            long long const ran = run_batch({done, size, step}, false);
-            done += std::max(ran, 1ll);
-        }
+        m_case_count = most_cases < 0 ? all : std::min(all, most_cases);
+        m_step = spread(all);
+        std::vector<std::thread> others;
+        int const worker_count =
+            m_limits->is_parallel() ? std::max(1, int(std::thread::hardware_concurrency())) : 1;
+        for (int worker = 1; worker < worker_count; ++worker)
+            others.emplace_back([this, worker] { work(worker); });
+        work(0);
+        for (std::thread& other : others)
+            other.join();
         return std::move(m_result);
     }
 
 private:
-    bool is_worth_going_on() const { return static_cast<long long>(m_result.faults.size()) < kMostFaults; }
+    /// Runs one batch after the other, each in a process of its own.
+    void work(int worker)
+    {
+        while (std::optional<Batch> const batch = next_batch()) {
+            long long const ran = run_batch(*batch, worker, false);
+            if (Batch const rest{batch->first + ran, batch->count - ran, batch->step}; rest.count > 0)
+                put_back(rest);
+        }
+    }
+
+    std::optional<Batch> next_batch()
+    {
+        std::lock_guard const guard(m_mutex);
+        bool const is_late = m_handed_out > 0 && Clock::now() >= m_end;
+        if (is_late || static_cast<long long>(m_result.faults.size()) >= kMostFaults)
+            return std::nullopt;
+        if (!m_rests.empty()) {
+            Batch const batch = m_rests.back();
+            m_rests.pop_back();
+            return batch;
+        }
+        Batch const batch{m_handed_out,
+                          std::min<long long>(m_limits->cases_a_process(), m_case_count - m_handed_out),
+                          m_step};
+        m_handed_out += std::max(batch.count, 0ll);
+        return batch.count > 0 ? std::optional(batch) : std::nullopt;
+    }
+
+    /// What a process did not come to, because it ended or had no time.
+    void put_back(Batch const& rest)
+    {
+        std::lock_guard const guard(m_mutex);
+        m_rests.push_back(rest);
+    }
 
     /// A step that meets every case once, the first ones far apart.
     static long long spread(long long all)
@@ -67,29 +104,53 @@ private:
     }
 
     /// Runs a batch; gives how many cases of it are done with.
-    long long run_batch(Batch const& batch, bool is_preparation)
+    long long run_batch(Batch const& batch, int worker, bool is_preparation)
     {
-        std::string const path = m_orders.folder + "/notes";
-        std::filesystem::remove(path);
-        SharedNotes const notes(path);
-        notes->position = -1;
-        bool const was_stuck = spawn_and_wait(batch, path, *notes, is_preparation);
-        ++m_result.processes;
-        collect(*notes);
-        if (is_preparation)
-            m_result.all_cases = notes->case_count;
-        long long const ran = notes->position + 1;
-        m_result.cases += ran;
-        if (notes->is_done)
-            return ran;
-        judge(*notes, was_stuck, batch, is_preparation);
-        return ran;
+        Run run = start(batch, worker, is_preparation, false);
+        {
+            std::lock_guard const guard(m_mutex);
+            collect(*run.notes);
+            if (is_preparation)
+                m_result.all_cases = run.notes->case_count;
+            m_result.cases += run.notes->position + 1;
+        }
+        if (!run.notes->is_done)
+            judge(run, batch, worker, is_preparation);
+        return std::max(run.notes->position + 1, 1ll);
     }
 
-    /// True if the child had to be ended.
-    bool spawn_and_wait(Batch const& batch, std::string const& path, Notes const& notes, bool is_preparation,
-                        bool is_guarded = false)
+    /// A child that has ended.
+    struct Run {
+        std::unique_ptr<SharedNotes> holder;
+        Notes* notes = nullptr;
+        bool was_stuck = false;
+        int signal = 0;
+
+        [[nodiscard]] bool is_librarys() const
+        {
+            return notes->end_kind != END_NONE && !notes->end_is_ours && !was_stuck;
+        }
+    };
+
+    Run start(Batch const& batch, int worker, bool is_preparation, bool is_guarded)
     {
+        std::string const path = m_orders.folder + "/notes" + std::to_string(worker);
+        std::filesystem::remove(path);
+        Run run;
+        run.holder = std::make_unique<SharedNotes>(path);
+        run.notes = &**run.holder;
+        run.notes->position = -1;
+        spawn_and_wait(batch, worker, path, run, is_preparation, is_guarded);
+        std::lock_guard const guard(m_mutex);
+        ++m_result.processes;
+        return run;
+    }
+
+    void spawn_and_wait(Batch const& batch, int worker, std::string const& path, Run& run,
+                        bool is_preparation, bool is_guarded) const
+    {
+        long long const seconds_left =
+            std::chrono::duration_cast<std::chrono::seconds>(m_end - Clock::now()).count();
         std::vector<std::string> words = {"zv_torture",
                                           "--child",
                                           m_sweep,
@@ -103,12 +164,14 @@ private:
                                           std::to_string(m_orders.seed),
                                           "--seconds",
                                           std::to_string(m_orders.seconds),
+                                          "--worker",
+                                          std::to_string(worker),
                                           "--first",
                                           std::to_string(batch.first),
                                           "--count",
                                           std::to_string(batch.count),
                                           "--seconds-left",
-                                          std::to_string(m_seconds_left),
+                                          std::to_string(std::max(seconds_left, 0ll)),
                                           "--step",
                                           std::to_string(batch.step)};
         if (is_preparation)
@@ -122,17 +185,17 @@ private:
         pid_t process = 0;
         if (posix_spawn(&process, "/proc/self/exe", nullptr, nullptr, arguments.data(), environ) != 0)
             throw std::runtime_error("cannot start a process");
-        return wait_for(process, notes);
+        wait_for(process, run);
     }
 
-    bool wait_for(pid_t process, Notes const& notes)
+    static void wait_for(pid_t process, Run& run)
     {
         auto last_beat = Clock::now();
         int beats = -1, status = 0;
         while (waitpid(process, &status, WNOHANG) == 0) {
             std::this_thread::sleep_for(std::chrono::milliseconds(5));
-            if (notes.beats != beats) {
-                beats = notes.beats;
+            if (run.notes->beats != beats) {
+                beats = run.notes->beats;
                 last_beat = Clock::now();
             } else if (Clock::now() - last_beat > kMostSilence) {
                 // It says where it waits, if it can.
@@ -140,11 +203,11 @@ private:
                 std::this_thread::sleep_for(std::chrono::seconds(1));
                 kill(process, SIGKILL);
                 waitpid(process, &status, 0);
-                return notes.end_kind == END_NONE;
+                run.was_stuck = run.notes->end_kind == END_NONE;
+                return;
             }
         }
-        m_signal = WIFSIGNALED(status) ? WTERMSIG(status) : 0;
-        return false;
+        run.signal = WIFSIGNALED(status) ? WTERMSIG(status) : 0;
     }
 
     void collect(Notes const& notes)
@@ -158,73 +221,73 @@ private:
             m_result.faults.push_back("and " + std::to_string(notes.fault_count - Notes::kFaults) + " more");
     }
 
-    static std::string end_text(Notes const& notes, bool was_stuck, int signal)
+    static std::string end_text(Run const& run)
     {
-        if (was_stuck)
+        if (run.was_stuck)
             return "waits for ever";
-        switch (notes.end_kind) {
+        switch (run.notes->end_kind) {
         case END_SIGNAL:
-            return std::string("crash in ") + notes.end_frame;
+            return std::string("crash in ") + run.notes->end_frame;
         case END_TIME:
-            return std::string("time used up in ") + notes.end_frame;
+            return std::string("time used up in ") + run.notes->end_frame;
         case END_EXIT:
-            return std::string("exit by ") + notes.end_frame;
+            return std::string("exit by ") + run.notes->end_frame;
         }
-        return "ended by signal " + std::to_string(signal);
+        return "ended by signal " + std::to_string(run.signal);
     }
 
-    void judge(Notes const& notes, bool was_stuck, Batch const& batch, bool is_preparation)
+    void judge(Run const& run, Batch const& batch, int worker, bool is_preparation)
     {
-        std::string const text = end_text(notes, was_stuck, m_signal);
-        bool is_librarys = notes.end_kind != END_NONE && !notes.end_is_ours && !was_stuck;
-        if (is_preparation || notes.position < 0) {
-            m_result.faults.push_back(text + "  [" + notes.what + "]");
-            return;
+        // The notes of this worker's next child take the place of these.
+        std::string const what = run.notes->what;
+        std::string found = end_text(run);
+        bool is_librarys = run.is_librarys();
+        bool const has_case = !is_preparation && run.notes->position >= 0;
+        if (has_case) {
+            Batch const alone{batch.first + run.notes->position, 1, batch.step};
+            Run const again = start(alone, worker, false, false);
+            count_again(again);
+            if (!again.notes->is_done)
+                is_librarys = again.is_librarys();
+            // Whoever needs memory finds the heap that another has spoilt: with guarded memory the other one is found.
+            if (!is_librarys)
+                if (Run const guarded = start(alone, worker, false, true); !guarded.notes->is_done) {
+                    found = end_text(guarded);
+                    is_librarys = guarded.is_librarys();
+                }
         }
-        std::string const text_alone = run_alone(batch, notes.position, false, is_librarys);
-        m_result.rows["cases run again alone"][text_alone.empty() ? "passed" : "ended again"] += 1;
-        std::string found = text;
-        // Whoever needs memory finds the heap that another has spoilt: with guarded memory the other one is found.
-        if (!is_librarys) {
-            std::string const guarded = run_alone(batch, notes.position, true, is_librarys);
-            if (!guarded.empty())
-                found = guarded;
-        }
-        if (is_librarys) {
+        std::lock_guard const guard(m_mutex);
+        if (has_case && is_librarys) {
             LibraryEnd& end = m_result.library_ends[found];
             ++end.count;
-            end.example = notes.what;
+            end.example = what;
         } else {
-            m_result.faults.push_back(found + "  [" + notes.what + "]");
+            m_result.faults.push_back(found + "  [" + what + "]");
         }
     }
 
-    /// The same case in a process of its own: how it ended, or nothing if it did not end early.
-    std::string run_alone(Batch const& batch, long long position, bool is_guarded, bool& is_librarys)
+    void count_again(Run const& again)
     {
-        std::string const path = m_orders.folder + "/notes_alone";
-        std::filesystem::remove(path);
-        SharedNotes const notes(path);
-        bool const was_stuck =
-            spawn_and_wait({batch.first + position, 1, batch.step}, path, *notes, false, is_guarded);
-        ++m_result.processes;
-        if (notes->is_done)
-            return {};
-        is_librarys = notes->end_kind != END_NONE && !notes->end_is_ours && !was_stuck;
-        return end_text(*notes, was_stuck, m_signal);
+        std::lock_guard const guard(m_mutex);
+        m_result.rows["cases run again alone"][again.notes->is_done ? "passed" : "ended again"] += 1;
     }
 
     std::string m_sweep;
     Orders m_orders;
     std::unique_ptr<Sweep> m_limits;
     Result m_result;
-    int m_signal = 0;
-    long long m_seconds_left = 1;
+    Clock::time_point m_end;
+    long long m_case_count = 0, m_step = 1;
+
+    std::mutex m_mutex;  // of what follows
+    long long m_handed_out = 0;
+    std::vector<Batch> m_rests;
 };
 
 }  // namespace
 
-Result drive(std::string const& sweep, Orders const& orders, std::chrono::seconds time, long long most_cases)
+Result drive(std::string const& sweep, Orders const& orders, std::chrono::milliseconds time,
+             long long most_cases)
 {
     return Driver(sweep, orders).run(time, most_cases);
 }

@@ -28,7 +28,8 @@ struct Result {
 
 /// Runs the cases of a sweep in child processes, until all were run or the time is over; spread over all of them if they
 /// do not fit. A case that ends its process is run again alone, and those behind it in a new process.
-Result drive(std::string const& sweep, Orders const& orders, std::chrono::seconds time,
+/// Several processes work at once where the cases do not mind.
+Result drive(std::string const& sweep, Orders const& orders, std::chrono::milliseconds time,
              long long most_cases = -1);
 
 /// A child's part of the cases: those numbered `first` to below `first + count`, times `step`, until the time is over.

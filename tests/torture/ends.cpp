@@ -12,6 +12,10 @@
 #include <cstdlib>
 #include <cstring>
 
+#if defined(__SANITIZE_ADDRESS__)
+#include <sanitizer/common_interface_defs.h>
+#endif
+
 namespace zv_torture {
 
 namespace {
@@ -36,8 +40,8 @@ bool begins_with(char const* text, char const* begin)
 
 bool is_system(char const* library)
 {
-    for (char const* name :
-         {"libc.so", "libm.so", "libstdc++", "libgcc_s", "ld-linux", "linux-vdso", "libpthread"})
+    for (char const* name : {"libc.so", "libm.so", "libstdc++", "libgcc_s", "ld-linux", "linux-vdso",
+                             "libpthread", "libasan", "libtsan", "libubsan"})
         if (begins_with(library, name))
             return true;
     return false;
@@ -137,6 +141,10 @@ void watch_ends(Notes& notes)
     handle(SIGPROF, on_time);
     rlimit const no_core{0, 0};
     setrlimit(RLIMIT_CORE, &no_core);
+#if defined(__SANITIZE_ADDRESS__)
+    // It ends the process when it has told what it found.
+    __sanitizer_set_death_callback([] { note_end(END_SIGNAL, 1); });
+#endif
     std::atexit(on_exit_call);
 }
 

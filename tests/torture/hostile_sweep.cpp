@@ -61,7 +61,7 @@ public:
         m_sources = files_in(orders.folder + "/sources");
         for (std::string& file : files_in(orders.corpus))
             m_sources.push_back(std::move(file));
-        m_folder = orders.folder + "/hostile";
+        m_folder = orders.folder + "/hostile" + std::to_string(orders.worker);
         fs::create_directories(m_folder);
         return static_cast<long long>(m_sources.size()) * kVariantsAFile;
     }
@@ -77,16 +77,18 @@ public:
         int const open_files_before = count_open_files();
         std::string const path = m_folder + "/variant" + fs::path(source(number)).extension().string();
         write_variant(number, path);
-        notes.count(kRow, "tried");
+        notes.count(kRow, "files");
         probe(path, notes);
         for (int set = 0; set < kOptionSets; ++set)
             load(path, m_options[set], notes);
         load_plate(path, notes);
         if (count_open_files() > open_files_before)
-            notes.count(kRow, "left open: " + fs::path(source(number)).extension().string());
+            notes.count(kRow, "times a library left the file open: " +
+                                  fs::path(source(number)).extension().string());
     }
 
     int memory_megabytes() const override { return 8192; }
+    bool is_parallel() const override { return true; }
 
 private:
     std::string const& source(long long number) const
@@ -111,7 +113,8 @@ private:
     {
         notes.begin_step();
         ImageHeader header;
-        notes.count(kRow, ImageIO::get_image_specs(path.c_str(), header) ? "header read" : "header refused");
+        notes.count(kRow,
+                    ImageIO::get_image_specs(path.c_str(), header) ? "headers read" : "headers refused");
         ImageIO::get_color_space_from_file(path.c_str());
     }
 
@@ -122,14 +125,16 @@ private:
         std::unique_ptr<ImageCanvas> const canvas(ImageIO::load_image(path.c_str(), options, nullptr, nullptr,
                                                                       ImagePixel::REPEAT_MODE_CLAMP,
                                                                       ImagePixel::REPEAT_MODE_CLAMP, report));
-        notes.count(kRow, !canvas ? "load refused" : report.is_damaged() ? "loaded with losses" : "loaded");
+        notes.count(kRow, !canvas               ? "loads refused"
+                          : report.is_damaged() ? "loads that told of losses"
+                                                : "loads without losses");
     }
 
     static void load_plate(std::string const& path, Notes& notes)
     {
         notes.begin_step();
         PlateImage plate(path.c_str());
-        notes.count(kRow, plate.load(nullptr) ? "plate loaded" : "plate refused");
+        notes.count(kRow, plate.load(nullptr) ? "plates loaded" : "plates refused");
     }
 
     unsigned long long m_seed = 1;

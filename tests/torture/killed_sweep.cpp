@@ -99,7 +99,7 @@ public:
         notes.begin_step();
         std::string const difference = compare_pictures(path, whole_path(m_folder, kill));
         if (difference.empty())
-            notes.count(row(kill), "resumed to the same pixels");
+            notes.count(row(kill), "taken up again, to the pixels of an undisturbed render");
         else
             notes.fault("the resumed picture differs: " + difference + "  [" + notes.what + "]");
     }
@@ -131,7 +131,7 @@ private:
             notes.fault(std::to_string(cells.right_from_start) + " of " + std::to_string(wanted) +
                         " right, " + std::to_string(cells.wrong) + " wrong  [" + notes.what + "]");
         else
-            notes.count(row(kill), "opened with all finished parts right");
+            notes.count(row(kill), "opened, all that was finished is right");
     }
 
     std::string m_folder;

@@ -1,5 +1,5 @@
-// Trials of the module under conditions that real nights bring: zv_torture [--minutes N] [--seconds N] [--corpus FOLDER]
-// [--seed S] [--cases N] [--folder FOLDER] [SWEEP...]
+// Trials of the module under conditions that real nights bring: zv_torture [--minutes N] [--total-seconds N]
+// [--corpus FOLDER] [--seed S] [--cases N] [--folder FOLDER] [SWEEP...]
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
@@ -14,6 +14,11 @@
 namespace zv_torture {
 
 namespace {
+
+// At the end of its time a sweep still has a case or two to run again.
+constexpr double kLastCases = 0.03;
+// A sweep of one long case needs some time for its process to start, and for its files.
+constexpr double kStartSeconds = 3;
 
 struct Arguments {
     Orders orders;
@@ -51,6 +56,8 @@ Arguments parse(int count, char** words)
             result.orders.seconds = std::stoi(value());
         else if (word == "--child")
             result.child = value();
+        else if (word == "--worker")
+            result.orders.worker = std::stoi(value());
         else if (word == "--notes")
             result.notes = value();
         else if (word == "--first")
@@ -80,49 +87,59 @@ int run_sweeps(Arguments arguments)
         own_folder = std::make_unique<zv_test::TempDir>();
         arguments.orders.folder = own_folder->path().string();
     }
-    if (arguments.sweeps.empty())
-        arguments.sweeps = sweep_names();
-    double const share = arguments.seconds / static_cast<double>(arguments.sweeps.size());
-    // The time that a sweep does not need goes to those behind it.
+    std::vector<SweepKind> kinds;
+    for (std::string const& name : arguments.sweeps)
+        kinds.push_back(sweep_kind(name));
+    if (kinds.empty())
+        kinds = sweep_kinds();
+    double shares = 0;
+    for (SweepKind const& kind : kinds)
+        shares += kind.share;
     auto const start = std::chrono::steady_clock::now();
     bool is_good = true;
     print_heading(arguments.orders);
-    for (std::size_t i = 0; i < arguments.sweeps.size(); ++i) {
+    for (SweepKind const& kind : kinds) {
+        // The time that a sweep does not need goes to those behind it.
         std::chrono::duration<double> const used = std::chrono::steady_clock::now() - start;
-        double const left =
-            std::max(share / 4, (arguments.seconds - used.count()) / double(arguments.sweeps.size() - i));
+        double const seconds =
+            std::max(1.0, (arguments.seconds * (1 - kLastCases) - used.count()) * kind.share / shares);
+        shares -= kind.share;
         Orders orders = arguments.orders;
-        orders.seconds = std::max(2, int(left / 2));
+        orders.seconds = std::max(1, int(seconds - kStartSeconds));
         Result const result =
-            drive(arguments.sweeps[i], orders, std::chrono::seconds(int(left) + 1), arguments.most_cases);
-        print_result(arguments.sweeps[i], result);
+            drive(kind.name, orders, std::chrono::milliseconds(int(seconds * 1000)), arguments.most_cases);
+        print_result(kind, result);
         is_good = is_good && result.is_good();
     }
-    print_verdict(is_good);
+    std::chrono::duration<double> const used = std::chrono::steady_clock::now() - start;
+    print_verdict(is_good, used.count());
     return is_good ? 0 : 1;
 }
 
 }  // namespace
 
-std::vector<std::string> sweep_names()
+std::vector<SweepKind> const& sweep_kinds()
 {
-    return {"refused", "killed", "memory", "library-memory", "threads", "hostile"};
+    static std::vector<SweepKind> const kinds = {
+        {"refused", "saves of which one byte, and all behind it, is refused", 1, make_refused_sweep},
+        {"full-disk", "the same saves on a disk that is too small", 0.5, make_full_disk_sweep},
+        {"killed", "renders that are killed behind a bucket", 1.5, make_killed_sweep},
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+        {"memory", "calls in which an allocation of the module fails", 1.5, make_memory_sweep},
+        {"library-memory", "calls in which an allocation of a file library fails", 1,
+         make_library_memory_sweep},
+#endif
+        {"threads", "16 threads at work at once", 1.5, make_thread_sweep},
+        {"hostile", "damaged pictures", 10, make_hostile_sweep},
+    };
+    return kinds;
 }
 
-std::unique_ptr<Sweep> make_sweep(std::string const& name)
+SweepKind const& sweep_kind(std::string const& name)
 {
-    if (name == "hostile")
-        return make_hostile_sweep();
-    if (name == "refused")
-        return make_refused_sweep();
-    if (name == "killed")
-        return make_killed_sweep();
-    if (name == "memory")
-        return make_memory_sweep();
-    if (name == "library-memory")
-        return make_library_memory_sweep();
-    if (name == "threads")
-        return make_thread_sweep();
+    for (SweepKind const& kind : sweep_kinds())
+        if (name == kind.name)
+            return kind;
     throw std::invalid_argument("there is no sweep " + name);
 }
 

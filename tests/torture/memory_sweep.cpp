@@ -134,15 +134,16 @@ private:
         if (m_asker == Asker::OURS && outcome.claims_success && outcome != wanted)
             notes.fault("false success" + what);
         if (outcome.claims_success && outcome != wanted)
-            notes.count("failing memory: success without it", failed_at().substr(0, failed_at().find(" <")));
+            notes.count("failing memory: false success, allocation of",
+                        failed_at().substr(0, failed_at().find(" <")));
         if (road.run() != wanted)
             notes.fault("the next run is another" + what);
         if (!has_failed())
-            notes.count(row(road), "allocation did not come");
+            notes.count(row(road), "done before that allocation came");
         else if (outcome == wanted)
-            notes.count(row(road), "done without it");
+            notes.count(row(road), "done all the same");
         else
-            notes.count(row(road), outcome.claims_success ? "false success" : "a failure value");
+            notes.count(row(road), outcome.claims_success ? "false success" : "failed, and said so");
     }
 
     Asker m_asker;

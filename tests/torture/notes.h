@@ -16,7 +16,7 @@ struct Notes {
     /// A row of the table and an outcome, and how often it was met.
     struct Tally {
         std::atomic<int> state;  // 0 free, 1 being written, 2 good
-        char row[48], outcome[64];
+        char row[64], outcome[192];
         std::atomic<unsigned long long> count;
     };
 

@@ -98,7 +98,7 @@ private:
         else if (fs::exists(path))
             notes.fault(std::string("a broken file was left  [") + notes.what + "]");
         else
-            notes.count(row_name, "refused, told and removed");
+            notes.count(row_name, "failed, said so and left nothing");
     }
 
     void check_next_save(SaveForm const& form, std::string const& path, std::size_t size, Notes& notes)

@@ -3,13 +3,19 @@
 #include <cxxabi.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstdlib>
 #include <iostream>
 #include <memory>
 
+#include "tests/torture/sanitizers.h"
+
 namespace zv_torture {
 
 namespace {
+
+// Damage has no end of variants.
+constexpr long long kCountless = 1000000;
 
 /// "crash in libfoo.so: _ZN..." with the name as it stands in the source.
 std::string readable(std::string const& text)
@@ -28,38 +34,42 @@ std::string readable(std::string const& text)
 
 void print_heading(Orders const& orders)
 {
-    std::cout << "Seed " << orders.seed << "\n\n| Tried | What came out |\n|---|---|" << std::endl;
+    std::cout << "Seed " << orders.seed << (kIsSanitized ? ", with a sanitizer" : "")
+              << "\n\n| Tried | What came out |\n|---|---|" << std::endl;
 }
 
-void print_result(std::string const& sweep, Result const& result)
+void print_result(SweepKind const& kind, Result const& result)
 {
-    std::cout << "| **" << sweep << "**: " << result.cases << " cases";
-    if (result.all_cases < 1000000)
-        std::cout << " of " << result.all_cases;
-    std::cout << " in " << result.processes << " processes | " << result.faults.size() << " faults of ours, ";
+    std::cout << "| **" << kind.name << "**: " << kind.what << " | " << result.cases << " tried";
+    if (result.all_cases < kCountless)
+        std::cout << ", of " << result.all_cases << " that there are";
+    std::cout << ", in " << result.processes << " processes: " << result.faults.size() << " faults of ours";
     int library_ends = 0;
     for (auto const& [text, end] : result.library_ends)
         library_ends += end.count;
-    std::cout << library_ends << " ends by a library |\n";
+    std::cout << ", " << library_ends << " processes ended by a library |\n";
     for (auto const& [row, outcomes] : result.rows) {
         std::cout << "| " << row << " | ";
         char const* separator = "";
         for (auto const& [outcome, count] : outcomes) {
             std::cout << separator << count << " " << readable(outcome);
-            separator = ", ";
+            separator = "; ";
         }
         std::cout << " |\n";
     }
     for (auto const& [text, end] : result.library_ends)
-        std::cout << "| " << readable(text) << " | " << end.count << " times; " << end.example << " |\n";
+        std::cout << "| " << readable(text) << " | " << end.count << " times, for example " << end.example
+                  << " |\n";
     for (std::string const& fault : result.faults)
         std::cout << "| FAULT | " << readable(fault) << " |\n";
     std::cout << std::flush;
 }
 
-void print_verdict(bool is_good)
+void print_verdict(bool is_good, double seconds)
 {
-    std::cout << "\n" << (is_good ? "No fault of ours." : "There are faults of ours.") << std::endl;
+    std::cout << "\n"
+              << (is_good ? "No fault of ours" : "There are faults of ours") << ", in "
+              << std::lround(seconds) << " seconds." << std::endl;
 }
 
 }  // namespace zv_torture

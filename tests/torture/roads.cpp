@@ -5,12 +5,14 @@
 #include <memory>
 
 #include "host/image/image_canvas.h"
+#include "host/of/of_app.h"
 #include "host/resource/resource_user.h"
 #include "image_io/format/image_io_file_format.h"
 #include "image_io/load/image_header.h"
 #include "image_io/load/image_load_options.h"
 #include "image_io/load/image_load_report.h"
 #include "image_io/plate/plate_image.h"
+#include "image_io/plate/plate_image_manager.h"
 #include "image_io/texture/image_io_texture_manager.h"
 #include "image_io/texture/image_io_texture_stream.h"
 #include "tests/support/pictures.h"
@@ -98,6 +100,24 @@ Outcome plate(std::string const& path)
     return {true, digest.value()};
 }
 
+/// The catalogue's plate of a file, which others may ask for, load and let go of at the same time.
+Outcome catalogue(std::string const& path)
+{
+    PlateImageManager& manager = PlateImageManager::get();
+    CoreString const name = path.c_str();
+    PlateImage* const image = in_module([&] { return manager.get_or_create_plate_image(name); });
+    if (!image)
+        return {};
+    image->add_requester();
+    in_module([&] { return image->load(nullptr); });
+    image->remove_requester();
+    bool const is_the_same =
+        in_module([&] { return manager.get_or_create_plate_image(name); }) == image &&
+        in_module([&] { return manager.get_path_index(name) != PlateImageManager::kInvalidIndex; });
+    in_module([&] { manager.log_statistics(); });
+    return {is_the_same, is_the_same};
+}
+
 Outcome shared_image(std::string const& path)
 {
     ResourceUser user;
@@ -149,6 +169,16 @@ Outcome header(std::string const& path)
     for (CoreString const& name : found.channel_names)
         digest.add(name.get_data(), name.get_count());
     return {true, digest.value()};
+}
+
+/// The services that an application starts, once.
+void start_services()
+{
+    static OfApp app;
+    if (ImageIOTextureManager::get_texture_manager())
+        return;
+    ImageIOTextureManager::init();
+    PlateImageManager::create(app);
 }
 
 void add_loads(std::vector<Road>& roads, std::string const& folder)
@@ -205,14 +235,14 @@ void make_road_files(std::string const& folder)
 
 std::vector<Road> all_roads(std::string const& folder)
 {
-    if (!ImageIOTextureManager::get_texture_manager())
-        ImageIOTextureManager::init();
+    start_services();
     std::vector<Road> roads;
     add_loads(roads, folder);
     add_saves(roads, folder);
     for (char const* name : {"lines.exr", "tiles.exr", "a.png"}) {
         std::string const path = folder + "/" + name;
         roads.push_back({std::string("plate ") + name, [path] { return plate(path); }});
+        roads.push_back({std::string("catalogue ") + name, [path] { return catalogue(path); }});
         roads.push_back({std::string("shared image ") + name, [path] { return shared_image(path); }});
         roads.push_back({std::string("header ") + name, [path] { return header(path); }});
         roads.push_back({std::string("lookups ") + name, [path] { return lookups(path); }});

@@ -14,6 +14,7 @@ struct Orders {
     std::string corpus;  // pictures of one's own to damage; may be empty
     unsigned long long seed = 1;
     int seconds = 0;  // how long a case may go on that knows no other end
+    int worker = 0;   // number of the child among those that run at once
 };
 
 /// A kind of trial, in numbered cases. All of it but `prepare` runs in child processes.
@@ -33,9 +34,19 @@ public:
     virtual int cases_a_process() const { return 200; }
     virtual int processor_seconds() const { return 10; }
     virtual int memory_megabytes() const { return 0; }
+    /// Whether several processes may run cases at once.
+    virtual bool is_parallel() const { return false; }
 };
 
-std::unique_ptr<Sweep> make_sweep(std::string const& name);
-std::vector<std::string> sweep_names();
+/// A kind of trial as it is asked for, and its share of the time of a whole run.
+struct SweepKind {
+    char const* name;
+    char const* what;  // for the table
+    double share;
+    std::unique_ptr<Sweep> (*make)();
+};
+std::vector<SweepKind> const& sweep_kinds();
+/// Throws std::invalid_argument for an unknown name.
+SweepKind const& sweep_kind(std::string const& name);
 
 }  // namespace zv_torture

@@ -1,0 +1,19 @@
+#pragma once
+
+#include "tests/torture/notes.h"
+
+namespace zv_torture {
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+inline constexpr bool kIsSanitized = true;
+#else
+inline constexpr bool kIsSanitized = false;
+#endif
+
+/// From now on what a sanitizer finds goes into the notes: a fault where the innermost frames are ours, counted where a
+/// library, which is built without one, has its part in it. Without a sanitizer nothing happens.
+void watch_sanitizer(Notes& notes);
+/// Looks for memory that was lost until now.
+void check_for_leaks();
+
+}  // namespace zv_torture
