@@ -26,7 +26,8 @@ void check_header(CoreString const& path)
     ImageHeader header;
     if (!ImageIO::get_image_specs(path, header))
         return;
-    require(header.channel_count == int(header.channel_names.get_count()), "a header has a name for each channel");
+    require(header.channel_count == int(header.channel_names.get_count()),
+            "a header has a name for each channel");
 }
 
 void check_colour_space(CoreString const& path)
@@ -77,7 +78,8 @@ void check_plate(CoreString const& path)
     if (!plate.load(nullptr))
         return;
     require(plate.get_pixels() != nullptr, "a loaded plate has pixels");
-    require(plate.get_pixel_count() == plate.get_width() * plate.get_height(), "a plate is as large as it says");
+    require(plate.get_pixel_count() == plate.get_width() * plate.get_height(),
+            "a plate is as large as it says");
 }
 
 /// Options that differ in every field.
@@ -123,7 +125,8 @@ void probe(Bytes bytes)
 {
     if (bytes.empty())
         return;
-    CoreString const path = write_input(bytes.subspan(1), kExtensions[bytes[0] % std::size(kExtensions)]).c_str();
+    CoreString const path =
+        write_input(bytes.subspan(1), kExtensions[bytes[0] % std::size(kExtensions)]).c_str();
     check_header(path);
     check_colour_space(path);
 }

@@ -136,7 +136,8 @@ void check_names(std::string const& path, std::vector<std::string> const& layers
     for (std::string const& layer : layers)
         require(Format::construct_layer_file_name(core(path), core(layer)) == core(layer_name(path, layer)),
                 "a layer's file has the name of the layer");
-    require(Format::construct_tile_file_name(core(path), first, second) == core(tile_name(path, first, second)),
+    require(Format::construct_tile_file_name(core(path), first, second) ==
+                core(tile_name(path, first, second)),
             "a tile's file has the numbers of the tile");
     check_formats(path);
     check_paths(path);
@@ -261,9 +262,9 @@ char const* attribute_type(CoreArray<CoreVariant> const& values)
 bool has_meaning(CoreString const& name)
 {
     static std::set<std::string> const names = [] {
-        std::set<std::string> all{"comment",     "comments",           "worldToCamera", "worldToNDC",
-                                  "tiles",       "dwaCompressionLevel", "type",          "version",
-                                  "chunkCount"};
+        std::set<std::string> all{"comment",    "comments", "worldToCamera",
+                                  "worldToNDC", "tiles",    "dwaCompressionLevel",
+                                  "type",       "version",  "chunkCount"};
         Imf::Header const plain;
         for (auto place = plain.begin(); place != plain.end(); ++place)
             all.insert(place.name());
@@ -278,15 +279,16 @@ void check_attributes(std::string const& path, ImageSaveOptions const& options)
     Imf::InputFile const file(path.c_str(), 0);
     for (ImageSaveOptions::MetaData const& item : options.meta_data) {
         char const* const type = attribute_type(item.values);
-        bool const is_alone = std::count_if(options.meta_data.begin(), options.meta_data.end(), [&](auto& other) {
-                                  return other.name == item.name;
-                              }) == 1;
+        bool const is_alone = std::count_if(options.meta_data.begin(), options.meta_data.end(),
+                                            [&](auto& other) { return other.name == item.name; }) == 1;
         if (!is_alone || has_meaning(item.name) || item.name.get_count() > kLongestName)
             continue;
         auto const place = file.header().find(item.name.get_data());
-        require((place != file.header().end()) == (type != nullptr), "an item with values of use is in the header");
+        require((place != file.header().end()) == (type != nullptr),
+                "an item with values of use is in the header");
         if (type)
-            require(std::string_view(place.attribute().typeName()) == type, "an item has the type of its values");
+            require(std::string_view(place.attribute().typeName()) == type,
+                    "an item has the type of its values");
     }
 }
 

@@ -21,6 +21,7 @@ std::string const& scratch_folder()
 std::string write_input(Bytes bytes, std::string const& extension)
 {
     std::string path = scratch_folder() + "/input." + extension;
+    unlink(path.c_str());  // some file systems write a file that is cut to 0 to the disk at once
     int const file = open(path.c_str(), O_CREAT | O_TRUNC | O_WRONLY | O_CLOEXEC, 0600);
     bool const is_written =
         file >= 0 && write(file, bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size());

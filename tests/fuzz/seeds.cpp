@@ -196,13 +196,15 @@ Seeds parser_seeds()
 
 Seeds preset_seeds()
 {
-    return {"Film_scans {\n full {\n display_name \"Full scan (4096x3112)\"\n aspect_ratio 1.0\n width 4096\n "
-            "height 3112\n }\n \"half scan\" { width 2048; height 1556 }\n}\n",
-            "Video { PAL { aspect_ratio 1.0926 width 720 height 576 } }\nWeb { square { width 1080 height 1080 } }",
-            "A { one { width -1 height 99999999999 } one { width 1 height 1 } two { aspect_ratio nan } }",
-            "A { one 5 two { display_name 7 } }\nb 5\n",
-            "A 1\nB\n",
-            "x {"};
+    return {
+        "Film_scans {\n full {\n display_name \"Full scan (4096x3112)\"\n aspect_ratio 1.0\n width 4096\n "
+        "height 3112\n }\n \"half scan\" { width 2048; height 1556 }\n}\n",
+        "Video { PAL { aspect_ratio 1.0926 width 720 height 576 } }\nWeb { square { width 1080 height 1080 } "
+        "}",
+        "A { one { width -1 height 99999999999 } one { width 1 height 1 } two { aspect_ratio nan } }",
+        "A { one 5 two { display_name 7 } }\nb 5\n",
+        "A 1\nB\n",
+        "x {"};
 }
 
 Seeds metadata_seeds()
@@ -221,7 +223,8 @@ Seeds output_name_seeds()
     for (char settings : {0, 1, 2, 3, 4, 5, 9})
         for (char format = 0; format < 10; ++format) {
             std::string seed{settings, format, 12, 0, 0, 0, 3, 0, 0, 0};
-            for (char const* text : {"render.0001.exr", "diffuse.r", "diffuse.g", "depth.z", "id", ".hidden", "rgba"})
+            for (char const* text :
+                 {"render.0001.exr", "diffuse.r", "diffuse.g", "depth.z", "id", ".hidden", "rgba"})
                 seed.append(text).push_back('\0');
             seeds.push_back(seed);
         }
@@ -265,7 +268,8 @@ Seeds hash_table_seeds()
         large += {4, char(i * 24), char(i % 4)};
     for (char i = 0; i < 40; ++i)
         mixed += {char(i % 10), char(i * 7), char(i % 4)};
-    return {mixed, large, large + mixed + large, large + std::string("\5\0\0\5\140\0\5\300\0\4\1\1\6\0\0\7\0\0", 18)};
+    return {mixed, large, large + mixed + large,
+            large + std::string("\5\0\0\5\140\0\5\300\0\4\1\1\6\0\0\7\0\0", 18)};
 }
 
 }  // namespace

@@ -109,7 +109,8 @@ bool is_same(ParserGroup const& left, ParserGroup const& right)
 void check_error_place(ParserGroup const& group, std::string_view text)
 {
     std::size_t const lines = std::size_t(std::count(text.begin(), text.end(), '\n')) + 1;
-    require(group.get_error_line() >= 1 && group.get_error_line() <= lines, "an error is on a line of the text");
+    require(group.get_error_line() >= 1 && group.get_error_line() <= lines,
+            "an error is on a line of the text");
     require(group.get_error_column() >= 1 && group.get_error_column() <= text.size() + 1,
             "an error is in a column of the text");
     require(!group.get_error_text().is_empty(), "an error has a text");
@@ -118,7 +119,10 @@ void check_error_place(ParserGroup const& group, std::string_view text)
 /// An application with a list of presets, for the life of the process.
 class PresetList {
 public:
-    PresetList() { require(ImageIOResolutionPresetManager::static_init(&m_app), "the list of presets starts"); }
+    PresetList()
+    {
+        require(ImageIOResolutionPresetManager::static_init(&m_app), "the list of presets starts");
+    }
     ~PresetList() { ImageIOResolutionPresetManager::destroy(); }
 
     void take_file(CoreString const& path)
@@ -186,8 +190,9 @@ void parser(Bytes bytes)
         return;
     }
     ParserGroup again("again");
-    require(again.set_text(CoreString(std::string_view(written(group))), default_parser_serial_version, nullptr),
-            "a written group is read");
+    require(
+        again.set_text(CoreString(std::string_view(written(group))), default_parser_serial_version, nullptr),
+        "a written group is read");
     require(is_same(group, again), "a written group is read as the same group");
 }
 
@@ -211,7 +216,8 @@ void metadata(Bytes bytes)
     options.fill_metadata(prefix, second, true);
     require(begins_with(options.meta_data, before), "metadata is appended");
     require(ImageSaveOptions(options, false).meta_data.is_empty(), "a copy leaves metadata out");
-    require(begins_with(ImageSaveOptions(options).meta_data, options.meta_data), "a copy takes metadata along");
+    require(begins_with(ImageSaveOptions(options).meta_data, options.meta_data),
+            "a copy takes metadata along");
     Imf::Header header(8, 8);
     try {
         ImageIOExrUtils::add_metadata_to_header(&header, options.meta_data);

@@ -17,6 +17,7 @@ int main(int count, char** arguments)
     std::filesystem::create_directories(folder);
     int number = 0;
     for (std::string const& seed : seeds)
-        zv_test::write_bytes((folder / ("seed" + std::to_string(number++))).string(), {seed.begin(), seed.end()});
+        zv_test::write_bytes((folder / ("seed" + std::to_string(number++))).string(),
+                             {seed.begin(), seed.end()});
     return 0;
 }
