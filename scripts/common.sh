@@ -11,6 +11,9 @@ zv_packages=(
     openimageio-tools openexr fonts-dejavu-core
 )
 
+# What scripts/fuzz needs beside them.
+zv_fuzz_packages=(clang-14 libclang-rt-14-dev llvm-14)
+
 # Prints the packages that are not installed, one a line.
 zv_missing_packages() {
     local package

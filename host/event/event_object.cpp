@@ -43,6 +43,15 @@ private:
 };
 
 struct EventObject::Connection {
+    Connection(EventObject* sender, EventObject* listener, CoreString const& event_name,
+               std::unique_ptr<Target> call)
+        : source(sender)
+        , receiver(listener)
+        , name(event_name)
+        , target(std::move(call))
+    {
+    }
+
     bool is_for(CoreString const& event_name, Target const& other) const
     {
         return name == event_name && target->is_same(other);

@@ -50,7 +50,7 @@ bool open_reader(OIIO::ImageInput& input, CoreString const& path, OIIO::ImageSpe
 /// turn up behind the next failure of this thread. It is empty after a refused open: a reader keeps its own text.
 void log_failure(CoreString const& path, char const* what)
 {
-    CoreString const error(std::string_view(OIIO::geterror()));
+    CoreString const error{std::string_view(OIIO::geterror())};
     log_line(kLogWarning, "Failed to load image '", path, "': ", what);
     if (!error.is_empty())
         log_line(kLogWarning, " ", error, "\n");

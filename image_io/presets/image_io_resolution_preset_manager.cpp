@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "host/core/core_hash_table.h"
 #include "host/of/of_app.h"
 #include "image_io/frame/event_table.h"
 #include "image_io/frame/guarded.h"
@@ -234,6 +235,7 @@ void ImageIOResolutionPresetManager::fill_enum()
     CoreVector<CoreString> labels;
     CoreVector<int>
         numbers;  // a preset's number is its index in the list, so headings and doubles leave gaps
+    CoreHashTable<CoreString, bool> known;  // a table, since a file may have presets by the hundred thousand
     for (unsigned int index = 0; index < m_presets.get_count(); ++index) {
         ResolutionPreset const& preset = m_presets[index];
         if (preset.is_group) {
@@ -242,12 +244,13 @@ void ImageIOResolutionPresetManager::fill_enum()
             continue;
         }
         CoreString const label = prefix + preset.name;
-        if (labels.find_index(label) != kInvalidIndex ||
+        if (known.find(label) ||
             m_preset_enum->find_label_index(label) != m_preset_enum->get_value_count()) {
             log_line(kLogWarning, "Duplicate resolution preset :'", label,
                      "'' is already defined in the current configuration.\n");
             continue;
         }
+        known.insert(label, true);
         labels.add(label);
         numbers.add(static_cast<int>(index));
     }

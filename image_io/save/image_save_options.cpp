@@ -1,5 +1,6 @@
 #include "image_io/save/image_save_options.h"
 
+#include "host/core/core_hash_table.h"
 #include "host/image/image_canvas.h"
 #include "host/parser/parser_group.h"
 #include "image_io/frame/log_line.h"
@@ -27,16 +28,18 @@ CoreArray<CoreVariant> collect_values(ParserEntry const& entry)
     return values;
 }
 
-bool has_item(CoreArray<MetaData> const& meta_data, CoreString const& name)
+/// The names that items have. A table, since a text may have entries by the hundred thousand.
+using Names = CoreHashTable<CoreString, bool>;
+
+Names names_of(CoreArray<MetaData> const& meta_data)
 {
+    Names names;
     for (MetaData const& item : meta_data)
-        if (item.name == name)
-            return true;
-    return false;
+        names.insert(item.name, true);
+    return names;
 }
 
-void read_entry(ParserEntry const& entry, CoreString const& prefix, CoreArray<MetaData>& meta_data,
-                unsigned int slot)
+void read_entry(ParserEntry const& entry, CoreString const& prefix, MetaData& item, Names& names)
 {
     CoreArray<CoreVariant> values = collect_values(entry);
     CoreString name = entry.get_name();
@@ -45,10 +48,11 @@ void read_entry(ParserEntry const& entry, CoreString const& prefix, CoreArray<Me
                               " : no valid values.\n");
         return;
     }
-    if (has_item(meta_data, name))
+    if (names.find(name))
         name = prefix + "_" + name;
-    meta_data[slot].name = name;
-    meta_data[slot].values = std::move(values);
+    names.insert(name, true);
+    item.name = name;
+    item.values = std::move(values);
 }
 
 /// Items that were read by then stay.
@@ -88,9 +92,10 @@ try {
     unsigned int const base = meta_data.get_count();
     ParserGroup group("");
     group.set_text(text, default_parser_serial_version, nullptr);  // a refused text has no entries
+    Names names = names_of(meta_data);
     meta_data.resize(base + group.get_entry_count());
     for (unsigned int index = 0; index < group.get_entry_count(); ++index)
-        read_entry(*group.get_entry(index), prefix, meta_data, base + index);
+        read_entry(*group.get_entry(index), prefix, meta_data[base + index], names);
 } catch (...) {
     log_metadata_loss();
 }

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include "host/sys/sys_timer.h"
 #include "tests/presets/preset_fixture.h"
 
 namespace {
@@ -170,6 +171,19 @@ TEST_F(PresetFile, ARefusedFileLogsTheFallBackLineAlone)
 
     ASSERT_EQ(log.lines().size(), 1u);
     EXPECT_EQ(log.lines()[0].level, 2);
+}
+
+TEST_F(PresetFile, AHundredThousandPresetsAreListedWithoutAWait)
+{
+    std::string text = "A {\n";
+    for (int i = 0; i < 100000; ++i)
+        text += "preset" + std::to_string(i) + " { width 7 }\n";
+    SysTimer const timer;
+
+    ASSERT_TRUE(takes(text + "}"));
+
+    EXPECT_LT(timer.get_elapsed_time(), 5000);  // each label is not compared with all before it
+    EXPECT_EQ(enumeration().size(), 100001u);
 }
 
 TEST_F(PresetFile, AnOlderListDoesNotShineThrough)

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "host/image/image_canvas.h"
+#include "host/sys/sys_timer.h"
 #include "tests/support/log_capture.h"
 
 namespace {
@@ -179,6 +180,21 @@ TEST(FillMetadata, ANameThatIsTakenGetsThePrefixOnce)
     options.fill_metadata("shot", "take 1\ntake 2\ntake 3\n", false);
 
     EXPECT_EQ(told(options.meta_data), (Told{"take: (2 1)", "shot_take: (2 2)", "shot_take: (2 3)"}));
+}
+
+TEST(FillMetadata, AHundredThousandEntriesAreReadWithoutAWait)
+{
+    std::string text;
+    for (int i = 0; i < 100000; ++i)
+        text += "entry" + std::to_string(i) + " 1\n";
+    ImageSaveOptions options;
+    SysTimer const timer;
+
+    options.fill_metadata("shot", text.c_str(), false);
+
+    EXPECT_LT(timer.get_elapsed_time(), 5000);  // each is not compared with all before it
+    EXPECT_EQ(options.meta_data.get_count(), 100000u);
+    EXPECT_EQ(options.meta_data[99999].name, "entry99999");
 }
 
 TEST(FillMetadata, ComparesWithWhatWasThereCaseAndAll)

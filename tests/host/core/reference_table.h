@@ -155,13 +155,12 @@ private:
     {
         std::uint64_t const hash = hash_of(key);
         std::uint64_t const capacity = slots.size();
-        std::vector<std::uint64_t> order{hash % capacity};
         std::uint64_t const step = hash % (capacity - 2) + 1;
-        for (std::uint64_t k = 1; k <= capacity; ++k)
-            order.push_back((step + k) % capacity);
-        for (std::uint64_t place : order)
+        for (std::uint64_t k = 0; k <= capacity; ++k) {
+            std::uint64_t const place = k == 0 ? hash % capacity : (step + k) % capacity;
             if (slots[place].state == STATE_FREE || slots[place].key == key)
                 return static_cast<int>(place);
+        }
         return -1;
     }
 };
