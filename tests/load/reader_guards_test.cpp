@@ -298,7 +298,7 @@ TEST_F(ReaderGuards, FilesOfAllWritersPass)
                                   "bmp", "hdr", "rla", "ppm", "webp", "zfile", "gif", "jp2"})
         for (int channels : {1, 3, 4})
             for (TypeDesc const type : {TypeDesc::UINT8, TypeDesc::UINT16, TypeDesc::FLOAT})
-                for (int width : {1, 47, 64, 96})
+                for (int width : {1, 47, 64})
                     for (char const* compression : {"none", "rle"}) {
                         std::string const path = m_folder.file(std::string("a.") + extension);
                         auto spec = picture_spec(width, 33, channels, type);
@@ -314,7 +314,7 @@ TEST_F(ReaderGuards, FilesOfAllWritersPass)
                         EXPECT_EQ(survives_reading(path.c_str()), !has_mask || width % 8 == 0)
                             << extension << ", " << channels << " channels of " << type << ", " << width;
                     }
-    EXPECT_GT(written, 500);
+    EXPECT_GT(written, 400);
 }
 
 TEST_F(ReaderGuards, FilesThatCannotBeReadAreTheReadersToRefuse)
