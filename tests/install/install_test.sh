@@ -58,7 +58,7 @@ find "$prefix/include" -name '*.h' -print0 |
 step "the library links what it may"
 readelf -d "$libraries/libzv_image_io.so" | sed -n 's/.*NEEDED.*\[\(.*\)\]/\1/p' | sort >"$work/needed"
 cat "$work/needed"
-if grep -Evq '^(libzv_host|libOpenImageIO(_Util)?|libOpenEXR(Core|Util)?-|libIex-|libIlmThread-|libImath-|libOpenColorIO|libstdc\+\+|libm\.|libgcc_s|libc\.|ld-linux|libasan|libubsan|libtsan|libpthread)' "$work/needed"; then
+if grep -Evq '^(libzv_host|libOpenImageIO(_Util)?|libOpenEXR(Core|Util)?-|libIex-|libIlmThread-|libImath-|libOpenColorIO|libstdc\+\+|libm\.|libgcc_s|libc\.|ld-linux|libasan|libubsan|libtsan|libpthread|libz\.)' "$work/needed"; then
     echo "there is a library too many"
     exit 1
 fi
