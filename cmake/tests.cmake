@@ -7,4 +7,10 @@ function(zv_add_tests name)
     target_link_libraries(${name} PRIVATE zv_test_support zv_host GTest::gmock GTest::gtest_main)
     add_test(NAME ${name} COMMAND ${name})
     set_tests_properties(${name} PROPERTIES TIMEOUT 900)
+    if(ZV_SANITIZE)
+        # For the programs that a test starts, too. OpenEXR asks for what a damaged header says, and stands a refusal.
+        set(support ${PROJECT_SOURCE_DIR}/tests/support)
+        set_tests_properties(${name} PROPERTIES TIMEOUT 1800 ENVIRONMENT
+            "LSAN_OPTIONS=suppressions=${support}/leaks.supp:print_suppressions=0;TSAN_OPTIONS=suppressions=${support}/races.supp:allocator_may_return_null=1:print_suppressions=0")
+    endif()
 endfunction()

@@ -1,3 +1,4 @@
+#include <atomic>
 #include <malloc.h>
 
 #include <gtest/gtest.h>
@@ -11,7 +12,7 @@
 
 namespace {
 
-int g_releases = 0;
+std::atomic<int> g_releases = 0;  // saves release from their own threads
 
 }  // namespace
 

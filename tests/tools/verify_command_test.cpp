@@ -202,7 +202,8 @@ TEST(ZvioVerify, UnreadableFilesAreInputFailures)
 
     EXPECT_EQ(run.exit_code, 3);
     EXPECT_THAT(warning_codes(run.json()), ElementsAre("missing", "unreadable", "unreadable"));
-    for (Json const& file : run.json()["result"]["files"])
+    Json const document = run.json();
+    for (Json const& file : document["result"]["files"])
         EXPECT_EQ(file["ok"], false);
 }
 
