@@ -1,7 +1,7 @@
-#include <atomic>
+#include <gtest/gtest.h>
 #include <malloc.h>
 
-#include <gtest/gtest.h>
+#include <atomic>
 
 #include "host/of/of_app.h"
 #include "image_io/frame/image_io.h"

@@ -23,8 +23,7 @@ constexpr char kRow[] = "equality";
 constexpr int kMostMegabytes = 32;
 constexpr int kManyThreads = 4;
 
-void make_matrix(std::string const& folder,
-                 std::vector<std::string> (*const make)(std::string const& folder))
+void make_matrix(std::string const& folder, std::vector<std::string> (*const make)(std::string const& folder))
 {
     fs::create_directories(folder);
     make(folder);
@@ -43,9 +42,9 @@ std::vector<SaveOrder> all_save_orders()
 bool is_whole(std::string const& path)
 {
     ImageLoadReport report;
-    std::unique_ptr<ImageCanvas> const canvas(
-        ImageIO::load_image(path.c_str(), ImageLoadOptions(), nullptr, nullptr,
-                            ImagePixel::REPEAT_MODE_CLAMP, ImagePixel::REPEAT_MODE_CLAMP, report));
+    std::unique_ptr<ImageCanvas> const canvas(ImageIO::load_image(path.c_str(), ImageLoadOptions(), nullptr,
+                                                                  nullptr, ImagePixel::REPEAT_MODE_CLAMP,
+                                                                  ImagePixel::REPEAT_MODE_CLAMP, report));
     return canvas && !report.is_damaged();
 }
 
@@ -86,7 +85,8 @@ public:
     {
         std::string const& path = picture(number);
         if (!is_whole(path)) {
-            notes.count(kRow, "pictures left out: damaged, or above " + std::to_string(kMostMegabytes) + " MB");
+            notes.count(kRow,
+                        "pictures left out: damaged, or above " + std::to_string(kMostMegabytes) + " MB");
             return;
         }
         notes.begin_step();
@@ -95,7 +95,8 @@ public:
         bool const is_load = way < m_loads.size();
         Differences const differences =
             is_load ? compare_load(path, m_loads[way].get()) : save(path, m_saves[way - m_loads.size()]);
-        notes.count(kRow, is_load ? "loads like those of the plain road" : "saves like those of the plain road",
+        notes.count(kRow,
+                    is_load ? "loads like those of the plain road" : "saves like those of the plain road",
                     differences.empty());
         if (!differences.empty())
             notes.fault("not as the plain road has it: " + describe(number) + ": " + report(differences));
@@ -109,10 +110,7 @@ private:
     {
         return m_pictures[std::size_t(number) % m_pictures.size()];
     }
-    std::size_t way_of(long long number) const
-    {
-        return std::size_t(number) / m_pictures.size();
-    }
+    std::size_t way_of(long long number) const { return std::size_t(number) / m_pictures.size(); }
 
     Differences save(std::string const& path, SaveOrder const& order) const
     {

@@ -78,7 +78,7 @@ public:
         if (at.pages >= at.form->pages)
             check_success(status, path, *at.form, notes);
         else
-            check_failure(status, log.lines().size(), path, *at.form, notes);
+            check_failed_save(status, log.lines().size(), path, row(*at.form), notes);
         fs::remove(path);
     }
 
@@ -124,19 +124,6 @@ private:
             notes.fault(std::string("a file that just fits is not saved  [") + notes.what + "]");
         else
             notes.count(row(form), "saved where it just fits");
-    }
-
-    static void check_failure(ImageIO::SavingStatus status, std::size_t line_count, std::string const& path,
-                              Measured const& form, Notes& notes)
-    {
-        if (status == ImageIO::SAVING_STATUS_SUCCESS)
-            notes.fault(std::string("false success  [") + notes.what + "]");
-        else if (line_count == 0)
-            notes.fault(std::string("a failure without a word  [") + notes.what + "]");
-        else if (fs::exists(path))
-            notes.fault(std::string("a broken file was left  [") + notes.what + "]");
-        else
-            notes.count(row(form), "failed, said so and left nothing");
     }
 
     std::string m_path;

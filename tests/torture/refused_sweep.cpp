@@ -43,7 +43,7 @@ public:
             status = m_saver.save(at.form->form, path);
             line_count = log.lines().size();
         }
-        check(status, line_count, path, notes, row_name);
+        check_failed_save(status, line_count, path, row_name, notes);
         fs::remove(path);
         if (number % 16 == 0)
             check_next_save(at.form->form, path, at.form->size, notes);
@@ -86,19 +86,6 @@ private:
     static std::string row(Measured const& measured)
     {
         return "refused byte: " + measured.form.group + (measured.form.in_regions ? ", regions" : ", whole");
-    }
-
-    static void check(ImageIO::SavingStatus status, std::size_t line_count, std::string const& path,
-                      Notes& notes, std::string const& row_name)
-    {
-        if (status == ImageIO::SAVING_STATUS_SUCCESS)
-            notes.fault(std::string("false success  [") + notes.what + "]");
-        else if (line_count == 0)
-            notes.fault(std::string("a failure without a word  [") + notes.what + "]");
-        else if (fs::exists(path))
-            notes.fault(std::string("a broken file was left  [") + notes.what + "]");
-        else
-            notes.count(row_name, "failed, said so and left nothing");
     }
 
     void check_next_save(SaveForm const& form, std::string const& path, std::size_t size, Notes& notes)

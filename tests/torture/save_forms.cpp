@@ -1,6 +1,7 @@
 #include "tests/torture/save_forms.h"
 
 #include <algorithm>
+#include <filesystem>
 
 #include "image_io/save/image_io_outputs.h"
 #include "image_io/save/image_io_save.h"
@@ -107,6 +108,19 @@ ImageIO::SavingStatus FormSaver::save_in_regions(SaveForm const& form, zv_test::
                               }));
         }
     return std::max(status, in_module([&] { return ImageIOSave::save(&m_app, outputs, context, nullptr); }));
+}
+
+void check_failed_save(ImageIO::SavingStatus status, std::size_t line_count, std::string const& path,
+                       std::string const& row, Notes& notes)
+{
+    if (status == ImageIO::SAVING_STATUS_SUCCESS)
+        notes.fault(std::string("false success  [") + notes.what + "]");
+    else if (line_count == 0)
+        notes.fault(std::string("a failure without a word  [") + notes.what + "]");
+    else if (std::filesystem::exists(path))
+        notes.fault(std::string("a broken file was left  [") + notes.what + "]");
+    else
+        notes.count(row, "failed, said so and left nothing");
 }
 
 }  // namespace zv_torture

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -7,6 +8,7 @@
 #include "image_io/frame/image_io.h"
 #include "image_io/save/image_save_options.h"
 #include "tests/save/test_canvas.h"
+#include "tests/torture/notes.h"
 
 namespace zv_torture {
 
@@ -23,6 +25,11 @@ struct SaveForm {
 
 /// Every format, every OpenEXR compression, lines and tiles, whole and in regions.
 std::vector<SaveForm> save_forms();
+
+/// What a save that must not succeed has to come to: a failure, at least one line that says so, and no file. All else is a
+/// fault; a good one counts in the row.
+void check_failed_save(ImageIO::SavingStatus status, std::size_t line_count, std::string const& path,
+                       std::string const& row, Notes& notes);
 
 /// A small picture with a layer, and what it takes to save it in any form.
 class FormSaver {
