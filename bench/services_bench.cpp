@@ -32,15 +32,15 @@ constexpr int kWrap = TextureOpt::WrapPeriodic;
 
 float volatile g_sink;
 
-std::vector<MapEvalCtx> make_lookups(bool coherent)
+std::vector<MapEvalCtx> make_lookups(bool coherent, int thread)
 {
     constexpr int kEdge = 512;  // of the block that a coherent walk covers, pixel by pixel
-    std::mt19937 random(7);
+    std::mt19937 random(std::mt19937::result_type(7 + thread));
     std::uniform_real_distribution<double> anywhere(-0.5, 0.5);
     std::vector<MapEvalCtx> lookups(kEdge * kEdge);
     for (int number = 0; number < kEdge * kEdge; ++number) {
         MapEvalCtx& ctx = lookups[std::size_t(number)];
-        ctx.u = coherent ? (number % kEdge) / double(kSize) : anywhere(random);
+        ctx.u = coherent ? (number % kEdge + thread * kEdge) / double(kSize) : anywhere(random);
         ctx.v = coherent ? (number / kEdge) / double(kSize) : anywhere(random);
         ctx.dudx = ctx.dvdy = 1.5 / kSize;
     }
@@ -75,12 +75,12 @@ void look_up_by_stream(ImageIOTextureStream& stream, UniqueString const& name,
     g_sink = sum;
 }
 
-void on_threads(int count, std::function<void()> const& work)
+void on_threads(int count, std::function<void(int thread)> const& work)
 {
     std::vector<std::thread> others;
-    for (int index = 1; index < count; ++index)
-        others.emplace_back(work);
-    work();
+    for (int thread = 1; thread < count; ++thread)
+        others.emplace_back(work, thread);
+    work(0);
     for (std::thread& thread : others)
         thread.join();
 }
@@ -104,12 +104,21 @@ void run_lookups(std::filesystem::path const& folder, int pairs, std::string con
                                       std::to_string(threads) + (threads == 1 ? " thread" : " threads");
             if (label.find(only) == std::string::npos)
                 continue;
-            std::vector<MapEvalCtx> lookups = make_lookups(coherent);
+            // Each thread has its own, as in a render: two that walk the same lookups in step measure the
+            // library's locks.
+            std::vector<std::vector<MapEvalCtx>> lookups;
+            for (int thread = 0; thread < threads; ++thread)
+                lookups.push_back(make_lookups(coherent, thread));
             auto const floor = [&] {
-                on_threads(threads,
-                           [&] { look_up_directly(*stream.get_oiio_texture_system(), name, lookups); });
+                on_threads(threads, [&](int thread) {
+                    look_up_directly(*stream.get_oiio_texture_system(), name, lookups[std::size_t(thread)]);
+                });
             };
-            auto const ours = [&] { on_threads(threads, [&] { look_up_by_stream(stream, name, lookups); }); };
+            auto const ours = [&] {
+                on_threads(threads, [&](int thread) {
+                    look_up_by_stream(stream, name, lookups[std::size_t(thread)]);
+                });
+            };
             print_ratio(
                 label.c_str(),
                 paired_ratio(threads == 1 ? Clock::processor : Clock::wall, pairs, floor, ours, [] {}),

@@ -28,11 +28,15 @@ static_assert(kKnown == 1 << 7);
 
 bool JudgedFiles::is_safe(UniqueString const& name)
 {
+    thread_local constinit Known latest;  // apart from the table, which random lookups drive out of the cache
     thread_local constinit std::array<Known, kKnown> known_here;
-    Known& known = known_here[place_of(name.c_str())];
     unsigned const generation = m_generation.load(std::memory_order_acquire);
+    if (latest.name == name.c_str() && latest.generation == generation)
+        return latest.is_safe;
+    Known& known = known_here[place_of(name.c_str())];
     if (known.name != name.c_str() || known.generation != generation)
         known = {name.c_str(), generation, judge(name)};
+    latest = known;
     return known.is_safe;
 }
 

@@ -7,7 +7,9 @@ namespace zv_image_io {
 std::size_t LookupGate::own_place()
 {
     static std::atomic<std::size_t> next = 0;
-    thread_local std::size_t const place = next.fetch_add(1, std::memory_order_relaxed) % kPlaces;
+    thread_local constinit std::size_t place = kPlaces;  // none yet
+    if (place == kPlaces)
+        place = next.fetch_add(1, std::memory_order_relaxed) % kPlaces;
     return place;
 }
 
