@@ -1,6 +1,7 @@
 #include "image_io/frame/checked_image_output.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <exception>
 #include <filesystem>
 #include <system_error>
@@ -23,6 +24,13 @@ ImageShape shape_of(OIIO::ImageSpec const& spec)
     bool const has_origin = spec.x != 0 || spec.y != 0;
     return {not_negative(spec.nchannels), not_negative(spec.width), not_negative(spec.height), sizeof(float),
             has_origin};
+}
+
+/// More than any file of the picture takes: twice its samples, which compression can make longer, and its header.
+std::size_t most_bytes(OIIO::ImageSpec const& spec)
+{
+    constexpr std::size_t kHeaderBytes = 1 << 20;
+    return 2 * sizeof(float) * not_negative(spec.nchannels) * spec.image_pixels() + kHeaderBytes;
 }
 
 std::filesystem::file_type type_of(std::string const& path)
@@ -52,6 +60,7 @@ CheckedImageOutput::~CheckedImageOutput()
 {
     FileSizeSignalHold const hold;  // a writer that is still open writes what it has
     m_writer.reset();
+    copy_memory();
     m_file.reset();
 }
 
@@ -121,7 +130,8 @@ try {
 
 bool CheckedImageOutput::open(std::string const& name, OIIO::ImageSpec const& spec, OpenMode mode)
 {
-    m_is_open = prepare_file(name, spec) && forward([&] { return m_writer->open(name, spec, mode); });
+    m_is_open = prepare_file(name, spec) &&
+                forward([&] { return m_writer->open(m_memory ? m_memory->path() : name, spec, mode); });
     m_was_opened |= m_is_open;
     if (m_is_open) {
         m_spec = m_writer->spec();
@@ -139,13 +149,18 @@ try {
         return refuse(objection);
     m_path = name;
     m_path_was_free = type_of(name) == std::filesystem::file_type::not_found;
-    if (!m_writer->supports("ioproxy"))
+    bool const takes_proxy = m_writer->supports("ioproxy");
+    if (!takes_proxy && !forgets_refused_bytes(format_name()))
         return true;
     m_file = std::make_unique<CheckedFile>(name);
     if (!m_file->is_open())
         return refuse("Could not open file \"" + name + "\"");  // as the writers word it
-    m_writer->set_ioproxy(m_file.get());
-    return true;
+    if (takes_proxy) {
+        m_writer->set_ioproxy(m_file.get());
+        return true;
+    }
+    m_memory = std::make_unique<MemoryFile>(most_bytes(spec));
+    return m_memory->is_open() || refuse(std::generic_category().message(errno));
 } catch (std::exception const& exception) {
     return refuse(exception.what());
 }
@@ -170,8 +185,22 @@ bool CheckedImageOutput::close_and_keep()
     return finish_file() && is_closed;
 }
 
+/// What a writer left in memory goes to the file.
+void CheckedImageOutput::copy_memory() noexcept
+try {
+    if (m_memory && !m_memory->copy_to(*m_file)) {
+        m_has_trouble = true;
+        refuse(std::generic_category().message(errno));
+    }
+    m_memory.reset();
+} catch (...) {
+    m_has_trouble = true;  // no memory for a piece of the file
+    m_memory.reset();
+}
+
 bool CheckedImageOutput::finish_file() noexcept
 {
+    copy_memory();
     if (m_file && !m_file->finish()) {
         m_has_trouble = true;
         return refuse(m_file->trouble());

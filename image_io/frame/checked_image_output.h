@@ -6,6 +6,7 @@
 #include <string>
 
 #include "image_io/frame/checked_file.h"
+#include "image_io/frame/memory_file.h"
 #include "image_io/frame/write_order.h"
 
 namespace zv_image_io {
@@ -13,9 +14,9 @@ namespace zv_image_io {
 /// A writer of OpenImageIO around the writer of a format, that notices what such writers overlook: bytes that
 /// were refused, shapes that a file library answers with a crash, calls on a closed file or out of their turn.
 ///
-/// The format's writer writes through a `CheckedFile` where it takes one; it is told that all is well, and
-/// the first `close` says otherwise. A file that is not whole then goes away, if it is a regular file that
-/// was not there before `open`.
+/// The format's writer writes through a `CheckedFile` where it takes one; OpenImageIO's own that take none write into
+/// memory, which `close` copies there. They are told that all is well, and the first `close` says otherwise. A file
+/// that is not whole then goes away, if it is a regular file that was not there before `open`.
 ///
 /// Errors   false with a text from `geterror`, as other writers; what the format's writer throws is such a
 ///          failure too, and makes the first `close` one; nothing throws
@@ -69,11 +70,13 @@ private:
     bool forward_in_turn(Take const& take, Call const& call) noexcept;
 
     bool prepare_file(std::string const& name, OIIO::ImageSpec const& spec) noexcept;
+    void copy_memory() noexcept;
     bool finish_file() noexcept;
     bool refuse(std::string const& reason) noexcept;
     void pass_on(std::string const& error);
 
-    std::unique_ptr<CheckedFile> m_file;  // null for a writer that opens its own
+    std::unique_ptr<CheckedFile> m_file;   // null for a writer of somebody else that opens its own
+    std::unique_ptr<MemoryFile> m_memory;  // null but for one of OpenImageIO's that does so
     std::unique_ptr<OIIO::ImageOutput> m_writer;
     WriteOrder m_order;
     std::string m_path;

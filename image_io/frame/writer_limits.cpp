@@ -18,6 +18,14 @@ constexpr std::size_t kMaximumWebpEdge = 16383;
 /// Their writers take the origin for a place in the picture, and write outside of their memory.
 constexpr std::string_view kWithoutOrigin[] = {"dpx", "gif", "heif", "rla", "webp"};
 
+constexpr std::string_view kForgetful[] = {"fits", "heif", "ico", "rla", "sgi", "zfile"};
+
+template <std::size_t Count>
+bool has(std::string_view const (&formats)[Count], std::string_view format)
+{
+    return std::find(std::begin(formats), std::end(formats), format) != std::end(formats);
+}
+
 bool is_too_large(ImageShape const& shape)
 {
     constexpr std::size_t kMaximumBytes = PTRDIFF_MAX;
@@ -38,8 +46,7 @@ std::string find_format_objection(std::string const& format, ImageShape const& s
         return "WebP files have at most " + std::to_string(kMaximumWebpEdge) + " pixels an edge";
     if (format == "dpx" && shape.channels != 1 && shape.channels != 3 && shape.channels != 4)
         return "DPX files have 1, 3 or 4 channels";  // the writer aborts the process at all others
-    if (shape.has_origin &&
-        std::find(std::begin(kWithoutOrigin), std::end(kWithoutOrigin), format) != std::end(kWithoutOrigin))
+    if (shape.has_origin && has(kWithoutOrigin, format))
         return "files of this format begin at pixel (0, 0)";
     return {};
 }
@@ -55,6 +62,11 @@ std::string find_objection(std::string const& format, ImageShape const& shape)
     if (is_too_large(shape))
         return "the image is too large";
     return find_format_objection(format, shape);
+}
+
+bool forgets_refused_bytes(std::string const& format)
+{
+    return has(kForgetful, format);
 }
 
 }  // namespace zv_image_io

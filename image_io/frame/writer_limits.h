@@ -16,4 +16,7 @@ struct ImageShape {
 /// Writers answer some shapes with a crash, or with the end of the process.
 std::string find_objection(std::string const& format, ImageShape const& shape);
 
+/// True for OpenImageIO's writers that open their files themselves, and forget what the disk refuses.
+bool forgets_refused_bytes(std::string const& format);
+
 }  // namespace zv_image_io

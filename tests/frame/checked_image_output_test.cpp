@@ -1,11 +1,14 @@
 #include "image_io/frame/checked_image_output.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <string>
 #include <vector>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "tests/save/file_size_limit.h"
 #include "tests/support/scripted_format.h"
 
 namespace {
@@ -162,6 +165,69 @@ TEST(CheckedImageOutput, AFailedOpenLeavesNothingOfAWriterThatOpensItsOwnFile)
     EXPECT_FALSE(output->open(path, picture_spec(70000, 3, 3, TypeDesc::UINT8)));  // behind its own open
 
     EXPECT_FALSE(std::filesystem::exists(path));
+}
+
+/// The formats whose writers of OpenImageIO open their files themselves.
+class WriterWithItsOwnFile : public testing::TestWithParam<char const*> {
+protected:
+    static constexpr int kWidth = 64, kHeight = 48;
+
+    /// Opens, writes and closes; what was not in order.
+    std::string write(OIIO::ImageOutput& output, std::string const& path) const
+    {
+        std::vector<float> pixels(std::size_t(kWidth) * kHeight * 3);
+        std::generate(pixels.begin(), pixels.end(),
+                      [value = 0u]() mutable { return float(++value * 37 % 101) / 101; });
+        int const channels = GetParam() == std::string("zfile") ? 1 : 3;
+        bool const is_written = output.open(path, picture_spec(kWidth, kHeight, channels, TypeDesc::UINT8)) &&
+                                output.write_image(TypeDesc::FLOAT, pixels.data());
+        return output.close() && is_written ? "" : output.geterror();
+    }
+
+    std::string write_checked() const { return write(*CheckedImageOutput::make(m_path), m_path); }
+
+    TempDir const m_folder;
+    std::string const m_path = m_folder.file(std::string("a.") + GetParam());
+};
+
+INSTANTIATE_TEST_SUITE_P(Formats, WriterWithItsOwnFile,
+                         testing::Values("fits", "heic", "ico", "rla", "sgi", "zfile"),
+                         [](auto const& info) { return info.param; });
+
+TEST_P(WriterWithItsOwnFile, MakesTheFileThatItMakesAlone)
+{
+    std::string const bare = m_folder.file(std::string("bare.") + GetParam());
+    auto const writer = OIIO::ImageOutput::create(bare);
+    ASSERT_FALSE(writer->supports("ioproxy"));
+
+    EXPECT_EQ(write(*writer, bare), "");
+    EXPECT_EQ(write_checked(), "");
+
+    auto made = file_bytes(m_path), expected = file_bytes(bare);
+    if (GetParam() == std::string("sgi"))  // whose writer fills the name in the header with what lies about
+        for (auto* bytes : {&made, &expected})
+            std::fill_n(bytes->begin(), 512, 0);
+    EXPECT_EQ(made, expected);
+}
+
+TEST_P(WriterWithItsOwnFile, ForgetsNoByteThatAFullDiskRefuses)
+{
+    std::filesystem::create_symlink("/dev/full", m_path);
+
+    EXPECT_EQ(write_checked(), "No space left on device");
+
+    EXPECT_TRUE(std::filesystem::is_symlink(m_path));
+}
+
+TEST_P(WriterWithItsOwnFile, IsNotOpenedWhereFilesAreLimitedBelowItsLargest)
+{
+    for (std::size_t limit : {0, 1, 4096, 1 << 20}) {
+        FileSizeLimit const refused(limit);
+
+        EXPECT_EQ(write_checked(), "File too large") << limit;
+
+        EXPECT_FALSE(std::filesystem::exists(m_path)) << limit;
+    }
 }
 
 TEST(CheckedImageOutput, RemovesOnlyAFileThatItCreated)
