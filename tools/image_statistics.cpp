@@ -1,7 +1,5 @@
 #include "tools/image_statistics.h"
 
-#include <oneapi/tbb/parallel_for.h>
-
 #include <algorithm>
 #include <bit>
 #include <cmath>
@@ -14,6 +12,7 @@
 #include "host/image/image_map.h"
 #include "host/image/image_map_channel.h"
 #include "host/image/image_map_tile.h"
+#include "tools/parallel_rows.h"
 
 namespace zvio {
 
@@ -73,7 +72,7 @@ std::vector<Totals> measure_rows(ImageMapChannel const& channel, ImageCanvas con
     GMathVec4<int> const region = channel.get_region();
     std::vector<Totals> rows(static_cast<std::size_t>(region.height()));
     int const bands = (region.height() + kBandRows - 1) / kBandRows;
-    oneapi::tbb::parallel_for(0, bands, [&](int band) {
+    parallel_rows(bands, [&](int band) {
         ImageEvalContext context(canvas, 0);
         int const first = band * kBandRows, count = std::min(kBandRows, region.height() - first);
         std::size_t const width = static_cast<std::size_t>(region.width());

@@ -1,7 +1,5 @@
 #include "tools/procedural_scene.h"
 
-#include <oneapi/tbb/parallel_for.h>
-
 #include <algorithm>
 #include <cmath>
 
@@ -9,6 +7,7 @@
 #include "host/image/image_map.h"
 #include "host/image/image_map_channel.h"
 #include "host/of/of_channel_manager.h"
+#include "tools/parallel_rows.h"
 
 namespace zvio {
 
@@ -197,7 +196,7 @@ void ProceduralScene::render(GMathVec4<int> const& region)
     ImageMap& map = *m_canvas->get_image();
     std::size_t const channels = map.get_channel_count(), width = static_cast<std::size_t>(region.width());
     std::vector<float> samples(channels * width * region.height());
-    oneapi::tbb::parallel_for(0, region.height(), [&](int row) {
+    parallel_rows(region.height(), [&](int row) {
         for (std::size_t column = 0; column < width; ++column)
             shade(region.x() + static_cast<int>(column), region.y() + row,
                   samples.data() + (row * width + column) * channels);
