@@ -81,7 +81,7 @@ void run_child(std::string const& name, Orders const& orders, std::string const&
         else if (!kIsSanitized)  // which needs more than any limit
             limit_memory(sweep->memory_megabytes());
         run_cases(*sweep, *notes, share);
-        check_for_leaks();
+        check_sanitizer();
         notes->is_done = true;
     } catch (std::exception const& exception) {
         notes->fault("no start: " + std::string(exception.what()));

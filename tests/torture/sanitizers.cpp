@@ -1,6 +1,8 @@
 #include "tests/torture/sanitizers.h"
 
 #include <algorithm>
+#include <array>
+#include <atomic>
 #include <string>
 
 #include "tests/torture/ends.h"
@@ -16,7 +18,17 @@ namespace {
 Notes* s_notes = nullptr;
 
 #if defined(__SANITIZE_THREAD__)
-constexpr int kMaximumFrames = 64;
+constexpr int kMaximumFrames = 64, kMaximumReports = 512;
+
+/// A report as it comes: nothing may be allocated while one is told.
+struct Report {
+    char description[64];
+    int stack_count;
+    void* stacks[4][kMaximumFrames];
+};
+
+std::array<Report, kMaximumReports> s_reports;
+std::atomic<int> s_report_count = 0;
 
 /// The innermost frame that is of no system library.
 Frame innermost(void* const* frames)
@@ -28,6 +40,23 @@ Frame innermost(void* const* frames)
     }
     return {"unknown", false, true};
 }
+
+/// A race is ours if both accesses are: what one of our threads hands to a library's, or takes from it, is handed over
+/// under locks and atomics of the library, which cannot be seen from outside.
+void judge(Report const& report, Notes& notes)
+{
+    bool is_ours = true;
+    std::string text = std::string(report.description) + ": ";
+    for (int i = 0; i < report.stack_count; ++i) {
+        Frame const frame = innermost(report.stacks[i]);
+        is_ours = is_ours && frame.is_ours;
+        text += (i ? " and " : "") + frame.text;
+    }
+    if (is_ours)
+        notes.fault(text);
+    else
+        notes.count("thread sanitizer, of a library", text);
+}
 #endif
 
 }  // namespace
@@ -37,11 +66,16 @@ void watch_sanitizer(Notes& notes)
     s_notes = &notes;
 }
 
-void check_for_leaks()
+void check_sanitizer()
 {
 #if defined(__SANITIZE_ADDRESS__)
     if (s_notes && __lsan_do_recoverable_leak_check())
         s_notes->fault("a leak, which the address sanitizer found");
+#elif defined(__SANITIZE_THREAD__)
+    for (int i = 0; s_notes && i < std::min(s_report_count.load(), kMaximumReports); ++i)
+        judge(s_reports[std::size_t(i)], *s_notes);
+    if (s_notes && s_report_count > kMaximumReports)
+        s_notes->fault("the thread sanitizer tells more than can be kept");
 #endif
 }
 
@@ -74,40 +108,30 @@ char const* __tsan_default_options()
     return "exitcode=0:log_path=/dev/null:history_size=4";
 }
 
-/// A race is ours if both accesses are: what one of our threads hands to a library's, or takes from it, is handed over
-/// under locks and atomics of the library, which cannot be seen from outside.
 void __tsan_on_report(void* report)
 {
     using namespace zv_torture;
-    if (!s_notes)
+    int const number = s_report_count++;
+    if (number >= kMaximumReports)
         return;
+    Report& kept = s_reports[std::size_t(number)];
     char const* description = "";
     int count = 0, stacks = 0, accesses = 0, places = 0, mutexes = 0, threads = 0, unique_threads = 0;
     void* sleep[1] = {};
     __tsan_get_report_data(report, &description, &count, &stacks, &accesses, &places, &mutexes, &threads,
                            &unique_threads, sleep, 1);
-    bool is_ours = true;
-    std::string text;
-    for (int i = 0; i < std::max(accesses, stacks); ++i) {
-        void* frames[kMaximumFrames] = {};
-        if (accesses > 0) {
-            if (i >= accesses)
-                break;
-            int thread = 0, size = 0, is_write = 0, is_atomic = 0;
-            void* address = nullptr;
+    for (std::size_t i = 0; i + 1 < sizeof kept.description && description[i]; ++i)
+        kept.description[i] = description[i];
+    kept.stack_count = std::min(accesses > 0 ? accesses : stacks, 4);
+    for (int i = 0; i < kept.stack_count; ++i) {
+        int thread = 0, size = 0, is_write = 0, is_atomic = 0;
+        void* address = nullptr;
+        if (accesses > 0)
             __tsan_get_report_mop(report, static_cast<unsigned long>(i), &thread, &address, &size, &is_write,
-                                  &is_atomic, frames, kMaximumFrames);
-        } else {
-            __tsan_get_report_stack(report, static_cast<unsigned long>(i), frames, kMaximumFrames);
-        }
-        Frame const frame = innermost(frames);
-        is_ours = is_ours && frame.is_ours;
-        text += (i ? " and " : "") + frame.text;
+                                  &is_atomic, kept.stacks[i], kMaximumFrames);
+        else
+            __tsan_get_report_stack(report, static_cast<unsigned long>(i), kept.stacks[i], kMaximumFrames);
     }
-    if (is_ours)
-        s_notes->fault(std::string(description) + ": " + text);
-    else
-        s_notes->count("thread sanitizer, of a library", std::string(description) + ": " + text);
 }
 }
 

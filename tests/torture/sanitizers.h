@@ -13,7 +13,7 @@ inline constexpr bool kIsSanitized = false;
 /// From now on what a sanitizer finds goes into the notes: a fault where the innermost frames are ours, counted where a
 /// library, which is built without one, has its part in it. Without a sanitizer nothing happens.
 void watch_sanitizer(Notes& notes);
-/// Looks for memory that was lost until now.
-void check_for_leaks();
+/// Looks for memory that was lost until now, and at the races that were told of.
+void check_sanitizer();
 
 }  // namespace zv_torture
