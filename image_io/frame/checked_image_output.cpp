@@ -145,8 +145,10 @@ bool CheckedImageOutput::open(std::string const& name, OIIO::ImageSpec const& sp
 /// Everything that goes before the writer's own `open`.
 bool CheckedImageOutput::prepare_file(std::string const& name, OIIO::ImageSpec const& spec) noexcept
 try {
-    if (std::string const objection = find_objection(format_name(), shape_of(spec)); !objection.empty())
+    ImageShape const shape = shape_of(spec);
+    if (std::string const objection = find_objection(format_name(), shape); !objection.empty())
         return refuse(objection);
+    m_row.assign(row_bytes_read(format_name(), shape), 0);
     m_path = name;
     m_path_was_free = type_of(name) == std::filesystem::file_type::not_found;
     bool const takes_proxy = m_writer->supports("ioproxy");
@@ -218,16 +220,35 @@ void CheckedImageOutput::remove_file()
     }
 }
 
+/// The row as the writer keeps it, readable as far as it reads: it would read on behind its own conversion, too.
+void const* CheckedImageOutput::readable_row(OIIO::TypeDesc format, void const* data, OIIO::stride_t x_stride)
+{
+    using OIIO::AutoStride;
+    OIIO::TypeDesc const type = format == OIIO::TypeDesc::UNKNOWN ? m_spec.format : format;
+    OIIO::convert_image(m_spec.nchannels, m_spec.width, 1, 1, data, type, x_stride, AutoStride, AutoStride,
+                        m_row.data(), m_spec.format, AutoStride, AutoStride, AutoStride);
+    return m_row.data();
+}
+
 bool CheckedImageOutput::write_scanline(int y, int z, OIIO::TypeDesc format, void const* data,
                                         OIIO::stride_t x_stride)
 {
     return forward_in_turn([&] { return m_order.take_rows(y, y + 1); },
-                           [&] { return m_writer->write_scanline(y, z, format, data, x_stride); });
+                           [&] {
+                               if (m_row.empty())
+                                   return m_writer->write_scanline(y, z, format, data, x_stride);
+                               return m_writer->write_scanline(y, z, m_spec.format,
+                                                               readable_row(format, data, x_stride),
+                                                               OIIO::AutoStride);
+                           });
 }
 
 bool CheckedImageOutput::write_scanlines(int begin_y, int end_y, int z, OIIO::TypeDesc format,
                                          void const* data, OIIO::stride_t x_stride, OIIO::stride_t y_stride)
 {
+    if (m_is_open && !m_row.empty())
+        // row by row
+        return ImageOutput::write_scanlines(begin_y, end_y, z, format, data, x_stride, y_stride);
     return forward_in_turn(
         [&] { return m_order.take_rows(begin_y, end_y); },
         [&] { return m_writer->write_scanlines(begin_y, end_y, z, format, data, x_stride, y_stride); });
@@ -274,6 +295,8 @@ bool CheckedImageOutput::write_image(OIIO::TypeDesc format, void const* data, OI
                                      OIIO::stride_t y_stride, OIIO::stride_t z_stride,
                                      OIIO::ProgressCallback progress, void* progress_data)
 {
+    if (m_is_open && !m_row.empty())
+        return ImageOutput::write_image(format, data, x_stride, y_stride, z_stride, progress, progress_data);
     return forward_in_turn([&] { return m_order.take_image(); },
                            [&] {
                                return m_writer->write_image(format, data, x_stride, y_stride, z_stride,

@@ -4,6 +4,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "image_io/frame/checked_file.h"
 #include "image_io/frame/memory_file.h"
@@ -12,7 +13,8 @@
 namespace zv_image_io {
 
 /// A writer of OpenImageIO around the writer of a format, that notices what such writers overlook: bytes that
-/// were refused, shapes that a file library answers with a crash, calls on a closed file or out of their turn.
+/// were refused, shapes that a file library answers with a crash, calls on a closed file or out of their turn,
+/// the end of a row.
 ///
 /// The format's writer writes through a `CheckedFile` where it takes one; OpenImageIO's own that take none write into
 /// memory, which `close` copies there. They are told that all is well, and the first `close` says otherwise. A file
@@ -75,10 +77,13 @@ private:
     bool refuse(std::string const& reason) noexcept;
     void pass_on(std::string const& error);
 
+    void const* readable_row(OIIO::TypeDesc format, void const* data, OIIO::stride_t x_stride);
+
     std::unique_ptr<CheckedFile> m_file;   // null for a writer of somebody else that opens its own
     std::unique_ptr<MemoryFile> m_memory;  // null but for one of OpenImageIO's that does so
     std::unique_ptr<OIIO::ImageOutput> m_writer;
     WriteOrder m_order;
+    std::vector<unsigned char> m_row;  // for a writer that reads behind the end of its rows; empty for others
     std::string m_path;
     std::string m_passed_on;
     bool m_path_was_free = false;

@@ -3,9 +3,9 @@
 namespace zv_image_io {
 
 WriteOrder::WriteOrder(std::string const& format, OIIO::ImageSpec const& spec)
-    : m_rule(format == "openexr" ? IN_TURN
-             : format == "tiff"  ? INSIDE
-                                 : ANYTHING)
+    : m_rule(format == "openexr"                    ? IN_TURN
+             : format == "tiff" || format == "heif" ? INSIDE
+                                                    : ANYTHING)
     , m_x(spec.x)
     , m_y(spec.y)
     , m_tile_width(spec.tile_width)

@@ -13,7 +13,8 @@ namespace zv_image_io {
 ///
 /// OpenEXR's library writes the file's next lines wherever the caller's rows lie, out of memory in front of them or behind
 /// them, and waits for ever after a tile that it refused. TIFF's forgets its strips at a row in front of the file, and ends
-/// the process at the next one. Writers of other formats refuse such calls by themselves.
+/// the process at the next one. HEIF's writes wherever in memory the row would be. Writers of other formats refuse such calls
+/// by themselves.
 ///
 /// Errors   a reason in words, empty for a call that the writer may see; std::bad_alloc
 /// Threads  one at a time

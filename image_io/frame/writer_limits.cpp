@@ -69,4 +69,12 @@ bool forgets_refused_bytes(std::string const& format)
     return has(kForgetful, format);
 }
 
+std::size_t row_bytes_read(std::string const& format, ImageShape const& shape)
+{
+    if (format != "heif")
+        return 0;
+    // The rows of its library: at least 64 pixels, an even number of them, and a multiple of 16 bytes.
+    return std::max<std::size_t>(shape.width + 1, 64) * shape.channels + 15;
+}
+
 }  // namespace zv_image_io

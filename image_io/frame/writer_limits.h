@@ -19,4 +19,8 @@ std::string find_objection(std::string const& format, ImageShape const& shape);
 /// True for OpenImageIO's writers that open their files themselves, and forget what the disk refuses.
 bool forgets_refused_bytes(std::string const& format);
 
+/// How many bytes the writer of that format reads where a row of its 8-bit samples begins, if that is more than
+/// the row has; 0 of all other writers.
+std::size_t row_bytes_read(std::string const& format, ImageShape const& shape);
+
 }  // namespace zv_image_io

@@ -1,12 +1,16 @@
 #include "image_io/frame/checked_image_output.h"
 
 #include <algorithm>
+#include <cmath>
+#include <cstring>
 #include <filesystem>
+#include <span>
 #include <string>
 #include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/mman.h>
 
 #include "tests/save/file_size_limit.h"
 #include "tests/support/scripted_format.h"
@@ -274,7 +278,7 @@ TEST(CheckedImageOutput, RefusesShapesThatNoWriterShouldSee)
 TEST(CheckedImageOutput, RefusesOriginsThatTakeAWriterOutOfItsMemory)
 {
     TempDir const folder;
-    for (char const* name : {"a.gif", "a.dpx", "a.rla", "a.webp"})
+    for (char const* name : {"a.gif", "a.dpx", "a.heic", "a.rla", "a.webp"})
         for (auto const& [x, y] : {std::pair(-1, 0), {0, 5}}) {
             auto const output = CheckedImageOutput::make(folder.file(name));
             ASSERT_NE(output, nullptr);
@@ -282,6 +286,90 @@ TEST(CheckedImageOutput, RefusesOriginsThatTakeAWriterOutOfItsMemory)
             EXPECT_EQ(output->geterror(), "files of this format begin at pixel (0, 0)");
         }
     EXPECT_TRUE(open_file(folder.file("a.gif"), 3)->close());
+}
+
+/// A copy of `bytes` whose end is that of the memory: whoever reads on is ended.
+class LastBytes {
+public:
+    explicit LastBytes(std::span<std::byte const> bytes)
+        : m_size((bytes.size() + kPage - 1) / kPage * kPage)
+        , m_pages(static_cast<std::byte*>(
+              mmap(nullptr, m_size + kPage, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0)))
+        , m_begin(m_pages + m_size - bytes.size())
+    {
+        std::memcpy(m_begin, bytes.data(), bytes.size());
+        EXPECT_EQ(mprotect(m_pages + m_size, kPage, PROT_NONE), 0);
+    }
+    ~LastBytes() { munmap(m_pages, m_size + kPage); }
+    LastBytes(LastBytes const&) = delete;
+
+    std::byte const* data() const { return m_begin; }
+
+private:
+    static constexpr std::size_t kPage = 4096;
+    std::size_t m_size;
+    std::byte *m_pages, *m_begin;
+};
+
+TEST(CheckedImageOutput, HeifFilesAreWrittenFromRowsThatEndWithTheMemory)
+{
+    TempDir const folder;
+    for (char const* name : {"a.heic", "a.avif"})
+        for (int channels : {1, 3, 4})
+            for (int width : {1, 5, 63, 65, 127}) {
+                constexpr int kHeight = 3;
+                std::string const path = folder.file(name);
+                auto const bytes = interleaved<std::uint8_t>(0, 0, width, kHeight, channels);
+                LastBytes const pixels(std::as_bytes(std::span(bytes)));
+                auto output = CheckedImageOutput::make(path);
+                ASSERT_TRUE(output->open(path, picture_spec(width, kHeight, channels, TypeDesc::UINT8)));
+                EXPECT_TRUE(output->write_image(TypeDesc::UINT8, pixels.data()));
+                EXPECT_TRUE(output->write_scanlines(0, kHeight, 0, TypeDesc::UINT8, pixels.data(),
+                                                    OIIO::AutoStride, OIIO::AutoStride));
+                EXPECT_TRUE(output->write_scanline(kHeight - 1, 0, TypeDesc::UINT8,
+                                                   pixels.data() + (kHeight - 1) * width * channels,
+                                                   OIIO::AutoStride));
+            }
+}
+
+/// Samples on both sides of every step between two bytes, and what no byte stands for.
+std::vector<float> floats_around_bytes(int count)
+{
+    std::vector<float> floats{-1.0f, -0.0f, 1.5f, INFINITY, -INFINITY, NAN};
+    for (int i = 0; static_cast<int>(floats.size()) < count; ++i) {
+        float const step = (static_cast<float>(i % 256) + 0.5f) / 255;
+        for (float const sample : {std::nextafter(step, 0.0f), step, std::nextafter(step, 1.0f)})
+            floats.push_back(sample);
+    }
+    floats.resize(static_cast<std::size_t>(count));
+    return floats;
+}
+
+TEST(CheckedImageOutput, HeifFilesAreThoseOfTheWriterAlone)
+{
+    constexpr int kWidth = 64, kHeight = 6,
+                  kChannels = 3;  // of this width the writer reads no more than it has
+    TempDir const folder;
+    std::vector<float> const floats = floats_around_bytes(kWidth * kHeight * kChannels);
+    std::vector<half> const halves(floats.begin(), floats.end());
+    auto const file_of = [&](OIIO::ImageOutput& output, char const* name, TypeDesc type, void const* pixels) {
+        std::string const path = folder.file(name);
+        OIIO::ImageSpec spec = picture_spec(kWidth, kHeight, kChannels, TypeDesc::UINT8);
+        spec.attribute("compression", "none");
+        EXPECT_TRUE(output.open(path, spec));
+        EXPECT_TRUE(output.write_image(type, pixels));
+        EXPECT_TRUE(output.close());
+        return file_bytes(path);
+    };
+    for (char const* name : {"a.heic", "a.avif"})
+        for (auto const& [type, pixels] : {std::pair<TypeDesc, void const*>(TypeDesc::FLOAT, floats.data()),
+                                           {TypeDesc::HALF, halves.data()},
+                                           {TypeDesc::UINT16, halves.data()}}) {
+            auto const alone = OIIO::ImageOutput::create(name);
+            auto const checked = CheckedImageOutput::make(name);
+            EXPECT_EQ(file_of(*checked, name, type, pixels), file_of(*alone, name, type, pixels))
+                << name << " of " << type;
+        }
 }
 
 }  // namespace

@@ -30,17 +30,19 @@ TEST(WriteOrder, OfMostFormatsIsTheirWritersBusiness)
     EXPECT_EQ(WriteOrder().take_rows(-1, 1), "");
 }
 
-TEST(WriteOrder, OfTiffKeepsRowsInsideTheFile)
+TEST(WriteOrder, OfTiffAndHeifKeepsRowsInsideTheFile)
 {
-    WriteOrder order("tiff", spec_at(0, 20));
+    for (char const* format : {"tiff", "heif"}) {
+        WriteOrder order(format, spec_at(0, 20));
 
-    EXPECT_EQ(order.take_rows(0, 64), "rows 0 to 63 are not in the file");
-    EXPECT_EQ(order.take_rows(19, 21), "rows 19 to 20 are not in the file");
-    EXPECT_EQ(order.take_rows(60, 71), "rows 60 to 70 are not in the file");
-    EXPECT_EQ(order.take_rows(60, 70), "");
-    EXPECT_EQ(order.take_rows(20, 60), "");
-    EXPECT_EQ(order.take_rows(20, 60), "");  // again
-    EXPECT_EQ(order.take_image(), "");
+        EXPECT_EQ(order.take_rows(0, 64), "rows 0 to 63 are not in the file");
+        EXPECT_EQ(order.take_rows(19, 21), "rows 19 to 20 are not in the file");
+        EXPECT_EQ(order.take_rows(60, 71), "rows 60 to 70 are not in the file");
+        EXPECT_EQ(order.take_rows(60, 70), "");
+        EXPECT_EQ(order.take_rows(20, 60), "");
+        EXPECT_EQ(order.take_rows(20, 60), "");  // again
+        EXPECT_EQ(order.take_image(), "");
+    }
 }
 
 TEST(WriteOrder, OfOpenExrTakesTheNextRowsAlone)
