@@ -127,8 +127,8 @@ double rough_sample(int channel, int x, int y)
         return channel == 3 ? 0.5 : 0.25;  // areas of one value
     double const part = double(mixed >> 8) / double(1 << 24);
     if (channel == 3) {
-        static double const kAlphas[] = {0, 1, 0.5, 1e-9, 2e-8, 3e-7, 1e-6, 2e-6, -0.25, 1.5};
-        return mixed % 16 < 10 ? kAlphas[mixed % 16] : part;
+        static double const kAlphas[] = {0, 1, 0.5, 1e-9, 1e-8, 2e-8, 3e-7, 1e-6, 2e-6, -0.25, 1.5};
+        return mixed % 16 < 11 ? kAlphas[mixed % 16] : part;
     }
     switch (mixed % 64) {
     case 0:
@@ -190,7 +190,7 @@ std::vector<std::string> make_exr_compressions(std::string const& path)
 std::vector<std::string> make_exr_oddities(std::string const& path)
 {
     Folder folder(path);
-    int const origins[][2] = {{10, 20}, {-30, -17}, {64, 128}, {-64, -128}, {-1, 0}, {1000, -1000}};
+    int const origins[][2] = {{10, 20}, {-30, -17}, {64, 128}, {-64, -128}, {-1, 0}, {64, 5}, {1000, -1000}};
     for (auto const& [x, y] : origins)
         for (int const tile : {0, 32, 64}) {
             ImageSpec spec = spec_of(100, 131, 4, TypeDesc::HALF, x, y, tile);
@@ -214,6 +214,8 @@ std::vector<std::string> make_exr_oddities(std::string const& path)
     ImageSpec oblong = spec_of(90, 70, 3, TypeDesc::HALF, 0, 0, 32);
     oblong.tile_height = 64;
     folder.add("oblong_tiles.exr", oblong);
+    folder.add("27_tiles.exr",
+               spec_of(135, 48, 3, TypeDesc::HALF, 0, 0, 16));  // floats and doubles share them differently
     for (int const tile : {16, 128, 256})
         folder.add("tile_" + std::to_string(tile) + ".exr", spec_of(300, 140, 4, TypeDesc::HALF, 0, 0, tile));
     write_all_halves(folder.next("all_halves.exr"));
@@ -314,6 +316,7 @@ std::vector<LoadOrder> load_orders()
     add("premultiplied", own).options.premultiply = true;
     add("premultiplied sRGB", "sRGB").options.premultiply = true;
     add("unknown space", "nothing of the kind");
+    add("mixed by a matrix", "ACEScg");
     LoadOrder& alpha = add("alpha for all", "sRGB");
     alpha.options.force_alpha = true;
     alpha.options.single_channel_mode = 0;
@@ -322,6 +325,7 @@ std::vector<LoadOrder> load_orders()
     list("three channels", {"r", "g", "b"});
     list("one channel and what is not there", {"b", "nothing", "r", "a"}).options.color_space = "sRGB";
     list("more than four channels", {"a", "r", "r", "g", "b"}).options.premultiply = true;
+    list("not from the first channel on", {"b", "g"});
     list("no channels", {});
     return orders;
 }

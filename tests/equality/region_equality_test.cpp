@@ -78,8 +78,9 @@ TEST(RegionEquality, TilesInOrderMakeTheFileOfThePlainRoad)
         set_up(order, true);
         Place const window = window_of(*canvas.canvas);
         for (int y = floor_of(window.y, 32) * 32; y < window.end_y() - 32; y += 32)
+            // Every second tile is left for the whole, which finds those beside it in the file.
             for (int x = floor_of(window.x, 32) * 32; x < window.end_x(); x += 64)
-                order.regions.push_back({x, y, 64, 32});
+                order.regions.push_back({x, y, 32, 32});
         expect_equal(*canvas.canvas, order, canvas.name);
     }
 }
@@ -110,6 +111,17 @@ TEST(RegionEquality, StripsOfTiffMakeTheFileOfThePlainRoad)
             order.regions = bands({0, 0, 150, 140}, 32);
             expect_equal(*canvas.canvas, order, canvas.name + (tiled ? ", tiles" : ", strips"));
         }
+}
+
+TEST(RegionEquality, StripsOfTiffOffTheOriginEndAtTheHeightOfThePicture)
+{
+    NamedCanvas const canvas = std::move(canvases()[2]);  // lines 20 to 109, of which regions reach 89
+    SaveOrder order;
+    set_up(order, false);
+    order.file = "a.tif";
+    order.format = ImageIOFileFormat::SAVE_TIFF16;
+    order.regions = {{0, 52, 150, 32}, {0, 84, 150, 32}};
+    expect_equal(*canvas.canvas, order, canvas.name);
 }
 
 TEST(RegionEquality, RegionsOutsideWriteNothing)

@@ -1,5 +1,6 @@
 #include "tests/equality/save_matrix.h"
 
+#include <cmath>
 #include <cstring>
 
 #include "host/image/image_canvas.h"
@@ -55,6 +56,15 @@ void catalogue(OfApp& app)
     app.get_channel_manager().add_layer("id", 4, 1);
 }
 
+/// What is not a number signals, where samples are floats: halves of those differ from way to way.
+std::uint32_t sample_bits(double sample, SampleType type)
+{
+    constexpr std::uint32_t kSignalling = 0x7f812345;
+    if (std::isnan(sample) && type.floating && type.bytes == 4)
+        return kSignalling;
+    return from_float(static_cast<float>(sample), type);
+}
+
 }  // namespace
 
 std::unique_ptr<ImageCanvas> make_canvas(CanvasOrder const& order)
@@ -66,15 +76,18 @@ std::unique_ptr<ImageCanvas> make_canvas(CanvasOrder const& order)
     GMathVec4<int> const window(order.x, order.y, order.width, order.height);
     int number = 0;
     for (std::string const& name : order.channels) {
+        auto const part = order.parts.find(name);
+        Place const place = part != order.parts.end() ? part->second : Place(window);
         std::vector<unsigned char> plane;
-        for (int y = order.y; y < order.y + order.height; ++y)
-            for (int x = order.x; x < order.x + order.width; ++x) {
-                std::uint32_t const bits =
-                    from_float(static_cast<float>(rough_sample(number, x, y)), order.type);
+        for (int y = place.y; y < place.end_y(); ++y)
+            for (int x = place.x; x < place.end_x(); ++x) {
+                std::uint32_t const bits = sample_bits(rough_sample(number, x, y), order.type);
                 for (unsigned byte = 0; byte < order.type.bytes; ++byte)
                     plane.push_back(static_cast<unsigned char>(bits >> (8 * byte)));
             }
-        canvas->get_image()->add_channel(name.c_str(), depth, type)->fill_tiles(plane.data(), window, true);
+        canvas->get_image()
+            ->add_channel(name.c_str(), depth, type)
+            ->fill_tiles(plane.data(), GMathVec4<int>(place.x, place.y, place.width, place.height), true);
         ++number;
     }
     Place const display = order.display_window.width == 0 ? Place(window) : order.display_window;
@@ -89,8 +102,9 @@ std::vector<NamedCanvas> save_canvases()
     auto const add = [&](std::string const& name, CanvasOrder const& order) {
         canvases.push_back({name, make_canvas(order)});
     };
-    std::vector<std::string> const layers = {"r",       "g",       "b",    "a",    "diffuse.r", "diffuse.g",
-                                             "depth.z", "depth.w", "id.x", "lone", "other.r"};
+    std::vector<std::string> const layers = {"r",         "g",       "b",       "a",      "diffuse.r",
+                                             "diffuse.g", "depth.z", "depth.w", "id.x",   "lone",
+                                             "other.r",   "other.g", "other.b", "other.a"};
     add("float rgba", {});
     add("half rgba", {.type = {2, true}});
     add("bytes rgba, tiles of 16", {.tile = 16, .type = {1, false}});
@@ -106,7 +120,14 @@ std::vector<NamedCanvas> save_canvases()
     add("negative origin",
         {.x = -30, .y = -70, .width = 100, .height = 131, .display_window = {0, 0, 64, 48}});
     add("far origin, half", {.x = 70, .y = 130, .display_window = {10, 20, 200, 230}, .type = {2, true}});
-    add("five channels", {.channels = {"r", "g", "b", "a", "z"}, .tile = 32});
+    add("negative origin, shown whole", {.x = -10, .y = -20, .width = 40, .height = 70});
+    add("five channels", {.height = 70, .channels = {"r", "g", "b", "a", "z"}, .tile = 32});
+    add("long lines", {.width = 600, .height = 60, .channels = {"r", "z"}});
+    add("channels without some tiles", {.width = 200,
+                                        .height = 60,
+                                        .channels = {"r", "g", "b", "a", "n.x"},
+                                        .tile = 32,
+                                        .parts = {{"n.x", {64, 0, 90, 60}}, {"g", {0, 0, 90, 60}}}});
     return canvases;
 }
 
@@ -187,17 +208,20 @@ std::vector<SaveOrder> oiio_orders()
             orders.push_back(simple("a.tiff", Format::SAVE_UNKNOWN, space));
             orders.push_back(simple("a.hdr", Format::SAVE_UNKNOWN, space));
             orders.push_back(simple("a.png", Format::SAVE_UNKNOWN, space));
+            orders.push_back(simple("a.exr", Format::SAVE_UNKNOWN, space));
             if (in_tiles)
-                for (std::size_t number = orders.size() - 6; number < orders.size(); ++number) {
+                for (std::size_t number = orders.size() - 7; number < orders.size(); ++number) {
                     orders[number].name += ", tiles";
                     orders[number].settings = tiled;
                 }
         }
-    SaveOrder with_metadata = simple("a.tif", Format::SAVE_TIFF16, "");
-    with_metadata.name += ", metadata";
-    with_metadata.metadata = kMetadata;
-    with_metadata.pixel_aspect_ratio = 1.5f;
-    orders.push_back(with_metadata);
+    for (SaveOrder with_metadata :
+         {simple("a.tif", Format::SAVE_TIFF16, ""), simple("a.exr", Format::SAVE_UNKNOWN, "")}) {
+        with_metadata.name += ", metadata";
+        with_metadata.metadata = kMetadata;
+        with_metadata.pixel_aspect_ratio = 1.5f;
+        orders.push_back(with_metadata);
+    }
     return orders;
 }
 
@@ -211,7 +235,7 @@ std::vector<SaveOrder> simple_orders()
     for (char const* const space : {"", "sRGB", "linear", "ACEScg"})
         for (Simple const& each : {Simple{"a.jpg", Format::SAVE_JPEG}, Simple{"a.bmp", Format::SAVE_BMP},
                                    Simple{"a.tga", Format::SAVE_TARGA}, Simple{"a.png", Format::SAVE_PNG8},
-                                   Simple{"a.0012.png", Format::SAVE_PNG16}}) {
+                                   Simple{"a.tga.0012.png", Format::SAVE_PNG16}}) {
             SaveOrder order = simple(each.file, each.format, space);
             orders.push_back(order);
             order.name += ", all layers";

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -20,6 +21,7 @@ struct CanvasOrder {
     std::vector<std::string> channels = {"r", "g", "b", "a"};
     int tile = 64;
     SampleType type = {};
+    std::map<std::string, Place> parts = {};  // of channels that have samples and tiles only there
 };
 std::unique_ptr<ImageCanvas> make_canvas(CanvasOrder const& order);
 /// All sample types, numbers of channels and places of windows.
