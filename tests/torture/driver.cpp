@@ -46,7 +46,7 @@ public:
         run_batch({0, 0, 1}, 0, true);
         long long const all = m_result.all_cases;
         m_case_count = most_cases < 0 ? all : std::min(all, most_cases);
-        m_step = spread(all);
+        m_step = m_limits->is_in_order() ? 1 : spread(all);
         std::vector<std::thread> others;
         int const worker_count =
             m_limits->is_parallel() ? std::max(1, int(std::thread::hardware_concurrency())) : 1;
@@ -92,15 +92,6 @@ private:
     {
         std::lock_guard const guard(m_mutex);
         m_rests.push_back(rest);
-    }
-
-    /// A step that meets every case once, the first ones far apart.
-    static long long spread(long long all)
-    {
-        long long step = std::max(1ll, static_cast<long long>(static_cast<double>(all) * 0.618));
-        while (std::gcd(step, all) > 1)
-            ++step;
-        return step;
     }
 
     /// Runs a batch; gives how many cases of it are done with.
@@ -285,6 +276,14 @@ private:
 };
 
 }  // namespace
+
+long long spread(long long all)
+{
+    long long step = std::max(1ll, static_cast<long long>(static_cast<double>(all) * 0.618));
+    while (std::gcd(step, all) > 1)
+        ++step;
+    return step;
+}
 
 Result drive(std::string const& sweep, Orders const& orders, std::chrono::milliseconds time,
              long long most_cases)

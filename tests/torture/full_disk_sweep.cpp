@@ -7,6 +7,7 @@
 #include "tests/support/log_capture.h"
 #include "tests/torture/save_forms.h"
 #include "tests/torture/sweeps.h"
+#include "tests/torture/turns.h"
 
 namespace zv_torture {
 
@@ -29,9 +30,9 @@ public:
     }
     [[nodiscard]] bool is_there() const { return m_is_there; }
     /// At least one page; false if the system does not want to.
-    [[nodiscard]] bool resize(std::size_t pages) const
+    [[nodiscard]] bool resize(long long pages) const
     {
-        std::string const options = "size=" + std::to_string(pages * kPage);
+        std::string const options = "size=" + std::to_string(pages * static_cast<long long>(kPage));
         return mount(nullptr, m_folder.c_str(), nullptr, MS_REMOUNT, options.c_str()) == 0;
     }
 
@@ -44,16 +45,16 @@ class FullDiskSweep : public Sweep {
 public:
     long long begin(Orders const& orders, Notes&) override
     {
-        std::string const folder = orders.folder + "/full_disk";
-        fs::create_directories(folder);
-        m_path = folder + "/saved";
-        m_disk = std::make_unique<SmallDisk>(folder);
+        m_folder = orders.folder + "/full_disk";
+        fs::create_directories(m_folder);
+        m_disk = std::make_unique<SmallDisk>(m_folder);
         if (!m_disk->is_there())
             return 1;
-        std::size_t most = 0;
+        std::vector<long long> pages;
         for (SaveForm const& form : save_forms())
-            most = std::max(most, add_form(form));
-        return static_cast<long long>(most * m_forms.size());
+            pages.push_back(add_form(form));
+        m_cases = Turns(pages);
+        return m_cases.count();
     }
 
     std::string describe(long long number) const override
@@ -70,16 +71,15 @@ public:
         if (!m_disk->is_there())
             return notes.count(kSkipped, "skipped: no file system may be mounted here");
         Case const at = case_of(number);
-        std::string const path = m_path + at.form->form.extension;
         if (!m_disk->resize(at.pages))
             return notes.fault(std::string("the disk cannot be made smaller  [") + notes.what + "]");
         zv_test::LogCapture const log(1);
-        auto const status = m_saver.save(at.form->form, path);
+        auto const status = m_saver.save(at.form->form, path_of(at.form->form));
         if (at.pages >= at.form->pages)
-            check_success(status, path, *at.form, notes);
+            check_success(status, *at.form, notes);
         else
-            check_failed_save(status, log.lines().size(), path, row(*at.form), notes);
-        fs::remove(path);
+            check_failed_save(status, log.lines().size(), m_folder, at.form->files, row(*at.form), notes);
+        empty_folder(m_folder);
     }
 
     int cases_a_process() const override { return 1000; }
@@ -87,29 +87,33 @@ public:
 private:
     struct Measured {
         SaveForm form;
-        std::size_t size, pages;
+        FileSizes files;
+        long long pages = 0;
     };
     struct Case {
         Measured const* form;
-        std::size_t pages;
+        long long pages;
     };
 
-    std::size_t add_form(SaveForm const& form)
+    std::string path_of(SaveForm const& form) const { return m_folder + "/saved" + form.extension; }
+
+    long long add_form(SaveForm const& form)
     {
-        std::string const path = m_path + form.extension;
-        if (m_saver.save(form, path) != ImageIO::SAVING_STATUS_SUCCESS)
+        if (m_saver.save(form, path_of(form)) != ImageIO::SAVING_STATUS_SUCCESS)
             throw std::runtime_error("cannot save " + form.name);
-        std::size_t const size = fs::file_size(path), pages = (size + kPage - 1) / kPage;
-        m_forms.push_back({form, size, pages});
-        fs::remove(path);
-        return pages;
+        Measured measured{form, file_sizes(m_folder)};
+        for (auto const& [name, size] : measured.files)
+            measured.pages += static_cast<long long>((size + kPage - 1) / kPage);
+        m_forms.push_back(measured);
+        empty_folder(m_folder);
+        return measured.pages;
     }
 
-    /// Disks from one page to those that the file needs.
+    /// Disks from one page to those that the files need.
     Case case_of(long long number) const
     {
-        Measured const& form = m_forms[std::size_t(number) % m_forms.size()];
-        return {&form, std::size_t(number) / m_forms.size() % form.pages + 1};
+        Turns::Turn const turn = m_cases[number];
+        return {&m_forms[turn.list], turn.at + 1};
     }
 
     static std::string row(Measured const& measured)
@@ -117,19 +121,19 @@ private:
         return "full disk: " + measured.form.group + (measured.form.in_regions ? ", regions" : ", whole");
     }
 
-    static void check_success(ImageIO::SavingStatus status, std::string const& path, Measured const& form,
-                              Notes& notes)
+    void check_success(ImageIO::SavingStatus status, Measured const& form, Notes& notes) const
     {
-        if (status != ImageIO::SAVING_STATUS_SUCCESS || fs::file_size(path) != form.size)
+        if (status != ImageIO::SAVING_STATUS_SUCCESS || file_sizes(m_folder) != form.files)
             notes.fault(std::string("a file that just fits is not saved  [") + notes.what + "]");
         else
             notes.count(row(form), "saved where it just fits");
     }
 
-    std::string m_path;
+    std::string m_folder;
     std::unique_ptr<SmallDisk> m_disk;
     FormSaver m_saver;
     std::vector<Measured> m_forms;
+    Turns m_cases;
 };
 
 }  // namespace

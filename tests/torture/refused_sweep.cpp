@@ -1,9 +1,13 @@
 #include <filesystem>
 
+#include "host/app_base/app_progress_bar.h"
 #include "tests/save/file_size_limit.h"
 #include "tests/support/log_capture.h"
+#include "tests/support/pictures.h"
+#include "tests/torture/digest.h"
 #include "tests/torture/save_forms.h"
 #include "tests/torture/sweeps.h"
+#include "tests/torture/turns.h"
 
 namespace zv_torture {
 
@@ -11,76 +15,153 @@ namespace {
 
 namespace fs = std::filesystem;
 
+constexpr long long kEnd = 1024;     // bytes at either end of a file that come first
+constexpr int kLargeWidth = 300, kLargeHeight = 280;  // more than the buffers of the writers hold
+constexpr long long kPauses = 16;  // of each form
+constexpr long long kFirstPause = 9;  // the others far from each other
+constexpr long long kPauseEvery = 8;  // cases
+
+/// A disk that takes nothing between two calls of the bar, and all before and behind.
+class PausedDisk : public AppProgressBar {
+public:
+    explicit PausedDisk(long long refused_call)
+        : AppProgressBar("refused")
+        , m_refused_call(refused_call)
+    {
+    }
+    [[nodiscard]] long long calls() const { return m_calls; }
+
+protected:
+    void on_change(float) override
+    {
+        m_limit.reset();
+        if (m_calls++ == m_refused_call)
+            m_limit = std::make_unique<zv_test::FileSizeLimit>(0);
+    }
+
+private:
+    long long m_refused_call, m_calls = 0;
+    std::unique_ptr<zv_test::FileSizeLimit> m_limit;
+};
+
 class RefusedSweep : public Sweep {
 public:
-    long long begin(Orders const& orders, Notes&) override
+    void prepare(Orders const& orders, Notes& notes) override
     {
-        m_folder = orders.folder + "/refused";
+        begin(orders, notes);
+        for (Measured const& measured : m_forms)
+            if (measured.size == 0)
+                notes.count("forms that no writer takes", measured.form.name);
+        m_forms.clear();
+    }
+
+    long long begin(Orders const& orders, Notes& notes) override
+    {
+        m_folder = orders.folder + "/refused" + std::to_string(orders.worker);
+        m_seed = static_cast<long long>(orders.seed % 1000003);
         fs::create_directories(m_folder);
-        std::size_t largest = 0;
-        for (SaveForm const& form : save_forms())
-            largest = std::max(largest, add_form(form));
-        return static_cast<long long>(largest * m_forms.size());
+        empty_folder(m_folder);
+        std::vector<long long> bytes, pauses;
+        for (SaveForm const& form : save_forms()) {
+            notes.begin_step();
+            bytes.push_back(add_form(form));
+            pauses.push_back(bytes.back() > 0 && is_told_of(form) ? kPauses : 0);
+        }
+        m_bytes = Turns(bytes);
+        m_pauses = Turns(pauses);
+        return m_bytes.count() + m_pauses.count();
     }
 
     std::string describe(long long number) const override
     {
         Case const found = case_of(number);
-        return found.form->form.name + ", " + row(*found.form) + ", byte " + std::to_string(found.byte) +
-               " of " + std::to_string(found.form->size);
+        SaveForm const& form = found.measured->form;
+        return form.name + ", " + row(*found.measured) +
+               (found.is_pause ? ", for a time, the " + std::to_string(found.at) + "th"
+                               : ", byte " + std::to_string(found.at) + " of " +
+                                     std::to_string(found.measured->size));
     }
 
     void run(long long number, Notes& notes) override
     {
         Case const at = case_of(number);
-        std::string const path = m_folder + "/refused" + at.form->form.extension;
-        std::string const row_name = row(*at.form);
-        std::size_t line_count = 0;
-        auto status = ImageIO::SAVING_STATUS_SUCCESS;
-        {
-            zv_test::LogCapture const log(1);
-            zv_test::FileSizeLimit const limit(at.byte);
-            status = m_saver.save(at.form->form, path);
-            line_count = log.lines().size();
-        }
-        check_failed_save(status, line_count, path, row_name, notes);
-        fs::remove(path);
+        if (at.is_pause)
+            refuse_for_a_time(at, notes);
+        else
+            refuse_byte(at, notes);
+        empty_folder(m_folder);
         if (number % 16 == 0)
-            check_next_save(at.form->form, path, at.form->size, notes);
+            check_next_save(*at.measured, notes);
     }
 
     int cases_a_process() const override { return 4000; }
+    bool is_parallel() const override { return true; }
+    bool is_in_order() const override { return true; }
 
 private:
     struct Measured {
         SaveForm form;
-        std::size_t size = 0;
+        FileSizes files;
+        long long size = 0;  // of the largest
+    };
+    /// The same of a picture that is larger than what writers hold back.
+    struct Large {
+        FileSizes files;
+        unsigned long long digest = 0;
+        long long calls = 0;  // of the bar
     };
     struct Case {
-        Measured const* form;
-        std::size_t byte;
+        Measured const* measured;
+        bool is_pause;
+        long long at;  // the byte, or which of the pauses
     };
 
-    std::size_t add_form(SaveForm const& form)
+    std::string path_of(SaveForm const& form) const { return m_folder + "/saved" + form.extension; }
+
+    /// Whether the bar hears of the save while it writes. Icons are never large.
+    static bool is_told_of(SaveForm const& form)
     {
-        std::string const path = m_folder + "/whole" + form.extension;
-        zv_test::LogCapture const log(1);
-        if (m_saver.save(form, path) != ImageIO::SAVING_STATUS_SUCCESS) {
-            std::string const reason = log.lines().empty() ? "" : log.lines().front().text;
-            throw std::runtime_error("cannot save " + form.name + (form.in_regions ? " in regions: " : ": ") +
-                                     reason);
-        }
-        std::size_t const size = fs::file_size(path);
-        m_forms.push_back({form, size});
-        fs::remove(path);
-        return size;
+        return !form.in_regions && form.extension != ".ico" && (form.format == ImageIOFileFormat::SAVE_UNKNOWN ||
+                                    form.format >= ImageIOFileFormat::SAVE_TIFF8);
     }
 
-    /// As many cases for each form; of a small file each byte comes several times.
+    /// Gives the number of bytes that there are to refuse: none if the format's writer does not take such a picture.
+    long long add_form(SaveForm const& form)
+    {
+        zv_test::LogCapture const log(1);
+        bool const is_saved = m_saver.save(form, path_of(form)) == ImageIO::SAVING_STATUS_SUCCESS;
+        if (!is_saved && form.format != ImageIOFileFormat::SAVE_UNKNOWN)
+            throw std::runtime_error("cannot save " + form.name + (form.in_regions ? " in regions" : ""));
+        Measured measured{form, {}, 0};
+        if (is_saved)
+            measured.files = file_sizes(m_folder);
+        for (auto const& [name, size] : measured.files)
+            measured.size = std::max(measured.size, static_cast<long long>(size));
+        m_forms.push_back(measured);
+        empty_folder(m_folder);
+        return measured.size;
+    }
+
+    /// The first and the last bytes of each form, from outside inwards, and then all others, far from each other; each
+    /// once. In between, the pauses.
     Case case_of(long long number) const
     {
-        Measured const& form = m_forms[std::size_t(number) % m_forms.size()];
-        return {&form, std::size_t(number) / m_forms.size() % form.size};
+        long long const pauses = std::min((number + kPauseEvery - 1) / kPauseEvery, m_pauses.count());
+        if (number % kPauseEvery == 0 && number / kPauseEvery < m_pauses.count()) {
+            Turns::Turn const turn = m_pauses[number / kPauseEvery];
+            return {&m_forms[turn.list], true, turn.at};
+        }
+        Turns::Turn const turn = m_bytes[number - pauses];
+        Measured const& form = m_forms[turn.list];
+        return {&form, false, byte_of(turn.at, form.size)};
+    }
+
+    long long byte_of(long long turn, long long size) const
+    {
+        if (turn < 2 * kEnd || size <= 2 * kEnd)
+            return turn % 2 == 0 ? turn / 2 : size - 1 - turn / 2;
+        long long const inner = size - 2 * kEnd;
+        return kEnd + ((turn - 2 * kEnd) * spread(inner) + m_seed) % inner;
     }
 
     static std::string row(Measured const& measured)
@@ -88,17 +169,77 @@ private:
         return "refused byte: " + measured.form.group + (measured.form.in_regions ? ", regions" : ", whole");
     }
 
-    void check_next_save(SaveForm const& form, std::string const& path, std::size_t size, Notes& notes)
+    void refuse_byte(Case const& at, Notes& notes)
     {
-        auto const status = m_saver.save(form, path);
-        if (status != ImageIO::SAVING_STATUS_SUCCESS || fs::file_size(path) != size)
+        std::size_t line_count = 0;
+        auto status = ImageIO::SAVING_STATUS_SUCCESS;
+        {
+            zv_test::LogCapture const log(1);
+            zv_test::FileSizeLimit const limit(static_cast<std::size_t>(at.at));
+            status = m_saver.save(at.measured->form, path_of(at.measured->form));
+            line_count = log.lines().size();
+        }
+        check_failed_save(status, line_count, m_folder, at.measured->files, row(*at.measured), notes);
+    }
+
+    /// Of the samples: some formats note the time of day.
+    unsigned long long digest_of_files() const
+    {
+        Digest digest;
+        for (auto const& [name, size] : file_sizes(m_folder)) {
+            auto const samples = zv_test::read_picture(m_folder + "/" + name).samples;
+            digest.add(samples.data(), samples.size() * sizeof(float));
+        }
+        return digest.value();
+    }
+
+    Large const& large_of(Measured const& measured)
+    {
+        auto const [found, is_new] = m_large.try_emplace(&measured);
+        if (is_new) {
+            PausedDisk never(-1);
+            static_cast<void>(m_large_saver.save(measured.form, path_of(measured.form), &never));
+            found->second = {file_sizes(m_folder), digest_of_files(), never.calls()};
+            empty_folder(m_folder);
+        }
+        return found->second;
+    }
+
+    /// What is refused, and would be taken a moment later, is missing in the file all the same.
+    void refuse_for_a_time(Case const& at, Notes& notes)
+    {
+        Large const& large = large_of(*at.measured);
+        std::size_t line_count = 0;
+        auto status = ImageIO::SAVING_STATUS_SUCCESS;
+        {
+            zv_test::LogCapture const log(1);
+            PausedDisk disk((at.at * kFirstPause + kFirstPause) % kPauses * large.calls / kPauses);
+            status = m_large_saver.save(at.measured->form, path_of(at.measured->form), &disk);
+            line_count = log.lines().size();
+        }
+        std::string const row_name = "refused for a time: " + at.measured->form.group;
+        if (status != ImageIO::SAVING_STATUS_SUCCESS)
+            check_failed_save(status, line_count, m_folder, large.files, row_name, notes);
+        else if (file_sizes(m_folder) != large.files || digest_of_files() != large.digest)
+            notes.fault(std::string("false success  [") + notes.what + "]");
+        else
+            notes.count(row_name, "saved, since nothing was written meanwhile");
+    }
+
+    void check_next_save(Measured const& measured, Notes& notes)
+    {
+        auto const status = m_saver.save(measured.form, path_of(measured.form));
+        if (status != ImageIO::SAVING_STATUS_SUCCESS || file_sizes(m_folder) != measured.files)
             notes.fault(std::string("the next save does not work  [") + notes.what + "]");
-        fs::remove(path);
+        empty_folder(m_folder);
     }
 
     std::string m_folder;
-    FormSaver m_saver;
+    long long m_seed = 0;
+    FormSaver m_saver, m_large_saver{kLargeWidth, kLargeHeight};
     std::vector<Measured> m_forms;
+    std::map<Measured const*, Large> m_large;
+    Turns m_bytes, m_pauses;
 };
 
 }  // namespace

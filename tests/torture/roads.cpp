@@ -17,6 +17,7 @@
 #include "image_io/texture/image_io_texture_stream.h"
 #include "tests/support/pictures.h"
 #include "tests/torture/allocations.h"
+#include "tests/torture/digest.h"
 
 namespace zv_torture {
 
@@ -24,25 +25,6 @@ namespace {
 
 namespace fs = std::filesystem;
 using OIIO::TypeDesc;
-
-/// FNV-1a.
-class Digest {
-public:
-    void add(void const* bytes, std::size_t size)
-    {
-        for (std::size_t i = 0; i < size; ++i)
-            m_value = (m_value ^ static_cast<unsigned char const*>(bytes)[i]) * 1099511628211u;
-    }
-    template <class T>
-    void add(T const& value)
-    {
-        add(&value, sizeof value);
-    }
-    unsigned long long value() const { return m_value; }
-
-private:
-    unsigned long long m_value = 14695981039346656037u;
-};
 
 unsigned long long digest_of(ImageCanvas const& canvas)
 {

@@ -13,17 +13,17 @@ namespace {
 
 using Format = ImageIOFileFormat;
 
-constexpr int kWidth = 70, kHeight = 97, kTile = 16;
+constexpr int kTile = 16;
 constexpr int kBlock = 32;  // strips of TIFF, whole tiles, whole blocks of most compressions
+constexpr int kSquare = 64;
 
-zv_test::CanvasShape shape(bool has_alpha)
+zv_test::CanvasShape shape(int width, int height, std::vector<std::string> const& channels)
 {
     zv_test::CanvasShape result;
-    result.width = kWidth;
-    result.height = kHeight;
+    result.width = width;
+    result.height = height;
     result.tile = kTile;
-    result.channels = {"r", "g", "b", "a"};
-    result.channels.resize(has_alpha ? 4 : 3);
+    result.channels = channels;
     return result;
 }
 
@@ -43,6 +43,44 @@ void add_exr_forms(std::vector<SaveForm>& forms)
                 }
 }
 
+/// A file for each layer.
+void add_split_forms(std::vector<SaveForm>& forms)
+{
+    SaveForm form;
+    form.is_split = true;
+    form.group = "a file a layer";
+    form.compression = Format::COMPRESSION_ZIP;
+    struct Split {
+        char const* extension;
+        Format::Save format;
+    };
+    for (Split const& split : {Split{".exr", Format::SAVE_EXR16}, Split{".tif", Format::SAVE_TIFF16},
+                               Split{".png", Format::SAVE_PNG8}, Split{".png", Format::SAVE_UNKNOWN}}) {
+        form.format = split.format;
+        form.extension = split.extension;
+        bool const is_simple = split.format == Format::SAVE_PNG8;
+        for (bool in_regions : {false, true})
+            for (int tiling_mode : {0, 1}) {
+                if (is_simple && (in_regions || tiling_mode))
+                    continue;
+                form.in_regions = in_regions;
+                form.tiling_mode = tiling_mode;
+                form.name = std::string("split ") + (is_simple ? "simple" : "planned") + split.extension +
+                            (tiling_mode ? " tiles" : " lines");
+                forms.push_back(form);
+            }
+    }
+}
+
+/// Formats that have no number of their own: the writer is told by the name.
+void add_unknown_forms(std::vector<SaveForm>& forms, bool in_regions)
+{
+    for (char const* extension : {"hdr", "png", "jpg", "sgi", "rla", "fits", "ico", "heic", "webp", "gif", "dpx", "ppm",
+                                  "jp2", "iff", "zfile", "tx", "bmp", "tga", "tif", "exr"})
+        forms.push_back({std::string("unknown ") + extension, "unknown format", std::string(".") + extension,
+                         Format::SAVE_UNKNOWN, Format::COMPRESSION_NONE, 0, in_regions});
+}
+
 }  // namespace
 
 std::vector<SaveForm> save_forms()
@@ -57,25 +95,50 @@ std::vector<SaveForm> save_forms()
             for (int tiling_mode : {0, 1})
                 forms.push_back({Format::get_short_name(format), tiling_mode ? "tiff tiles" : "tiff strips",
                                  ".tif", format, Format::COMPRESSION_NONE, tiling_mode, in_regions});
-        for (char const* extension : {"hdr", "png", "jpg"})
-            forms.push_back({std::string("unknown ") + extension, "unknown format",
-                             std::string(".") + extension, Format::SAVE_UNKNOWN, Format::COMPRESSION_NONE, 0,
-                             in_regions});
+        add_unknown_forms(forms, in_regions);
     }
     add_exr_forms(forms);
+    add_split_forms(forms);
     return forms;
 }
 
-FormSaver::FormSaver()
-    : m_canvas(shape(true))
-    , m_opaque_canvas(shape(false))
+FileSizes file_sizes(std::string const& folder)
+{
+    FileSizes sizes;
+    for (auto const& entry : std::filesystem::directory_iterator(folder))
+        sizes[entry.path().filename().string()] = entry.file_size();
+    return sizes;
+}
+
+void empty_folder(std::string const& folder)
+{
+    for (auto const& entry : std::filesystem::directory_iterator(folder))
+        std::filesystem::remove(entry.path());
+}
+
+FormSaver::FormSaver(int width, int height)
+    : m_canvas(shape(width, height, {"r", "g", "b", "a", "diffuse.r", "diffuse.g", "diffuse.b", "depth.z"}))
+    , m_opaque_canvas(shape(width, height, {"r", "g", "b"}))
+    , m_depth_canvas(shape(width, height, {"r"}))
+    , m_square_canvas(shape(kSquare, kSquare, {"r", "g", "b"}))
 {
 }
 
-ImageIO::SavingStatus FormSaver::save(SaveForm const& form, std::string const& path)
+/// HEIF's writer reads behind the end of narrower pictures.
+zv_test::TestCanvas const& FormSaver::canvas_of(SaveForm const& form) const
+{
+    if (form.extension == ".heic")
+        return m_square_canvas;
+    if (form.extension == ".zfile")
+        return m_depth_canvas;
+    return form.extension == ".hdr" || form.extension == ".ppm" ? m_opaque_canvas : m_canvas;
+}
+
+ImageIO::SavingStatus FormSaver::save(SaveForm const& form, std::string const& path, AppProgressBar* progress)
 {
     m_app.tiling_mode = form.tiling_mode;
-    zv_test::TestCanvas const& canvas = form.extension == ".hdr" ? m_opaque_canvas : m_canvas;
+    m_app.output_one_file_per_aov = m_app.output_aovs_in_all_formats = form.is_split;
+    zv_test::TestCanvas const& canvas = canvas_of(form);
     ImageSaveOptions options;
     options.format = form.format;
     options.compression = form.compression;
@@ -83,7 +146,8 @@ ImageIO::SavingStatus FormSaver::save(SaveForm const& form, std::string const& p
     if (form.in_regions)
         return save_in_regions(form, canvas, options, path);
     CoreString const name = path.c_str();
-    return in_module([&] { return ImageIO::save(name, options, canvas.canvas(), &m_app, nullptr, nullptr); });
+    return in_module(
+        [&] { return ImageIO::save(name, options, canvas.canvas(), &m_app, progress, nullptr); });
 }
 
 ImageIO::SavingStatus FormSaver::save_in_regions(SaveForm const& form, zv_test::TestCanvas const& canvas,
@@ -98,11 +162,11 @@ ImageIO::SavingStatus FormSaver::save_in_regions(SaveForm const& form, zv_test::
     });
     if (status != ImageIO::SAVING_STATUS_SUCCESS)
         return status;
-    int const block_width = form.tiling_mode ? kBlock : kWidth;
-    for (int y = 0; y < kHeight; y += kBlock)
-        for (int x = 0; x < kWidth; x += block_width) {
-            GMathVec4<int> const region(x, y, std::min(block_width, kWidth - x),
-                                        std::min(kBlock, kHeight - y));
+    int const width = canvas.data_window().width(), height = canvas.data_window().height();
+    int const block_width = form.tiling_mode ? kBlock : width;
+    for (int y = 0; y < height; y += kBlock)
+        for (int x = 0; x < width; x += block_width) {
+            GMathVec4<int> const region(x, y, std::min(block_width, width - x), std::min(kBlock, height - y));
             status = std::max(status, in_module([&] {
                                   return ImageIOSave::save_region(&m_app, outputs, context, region, nullptr);
                               }));
@@ -110,17 +174,18 @@ ImageIO::SavingStatus FormSaver::save_in_regions(SaveForm const& form, zv_test::
     return std::max(status, in_module([&] { return ImageIOSave::save(&m_app, outputs, context, nullptr); }));
 }
 
-void check_failed_save(ImageIO::SavingStatus status, std::size_t line_count, std::string const& path,
-                       std::string const& row, Notes& notes)
+void check_failed_save(ImageIO::SavingStatus status, std::size_t line_count, std::string const& folder,
+                       FileSizes const& whole, std::string const& row, Notes& notes)
 {
     if (status == ImageIO::SAVING_STATUS_SUCCESS)
-        notes.fault(std::string("false success  [") + notes.what + "]");
-    else if (line_count == 0)
-        notes.fault(std::string("a failure without a word  [") + notes.what + "]");
-    else if (std::filesystem::exists(path))
-        notes.fault(std::string("a broken file was left  [") + notes.what + "]");
-    else
-        notes.count(row, "failed, said so and left nothing");
+        return notes.fault(std::string("false success  [") + notes.what + "]");
+    if (line_count == 0)
+        return notes.fault(std::string("a failure without a word  [") + notes.what + "]");
+    FileSizes const left = file_sizes(folder);
+    if (left.size() >= whole.size())
+        return notes.fault("a broken file was left: " + left.begin()->first + "  [" + notes.what + "]");
+    notes.count(row, left.empty() ? "failed, said so and left nothing"
+                                  : "failed, said so and left files of other layers alone");
 }
 
 }  // namespace zv_torture

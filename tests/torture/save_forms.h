@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -12,7 +13,8 @@
 
 namespace zv_torture {
 
-/// A way to save: a format, its sample type, lines or tiles, and whether the picture comes whole or region by region.
+/// A way to save: a format, its sample type, lines or tiles, whether the picture comes whole or region by region, and
+/// whether each of its layers gets a file of its own.
 struct SaveForm {
     std::string name;
     std::string group;  // the same for all compressions
@@ -21,30 +23,40 @@ struct SaveForm {
     ImageIOFileFormat::OpenExrCompressionMethod compression = ImageIOFileFormat::COMPRESSION_NONE;
     int tiling_mode = 0;
     bool in_regions = false;
+    bool is_split = false;
 };
 
-/// Every format, every OpenEXR compression, lines and tiles, whole and in regions.
+/// Every format that there is a writer for, every OpenEXR compression, lines and tiles, whole and in regions, layers in one
+/// file and in files of their own.
 std::vector<SaveForm> save_forms();
 
-/// What a save that must not succeed has to come to: a failure, at least one line that says so, and no file. All else is a
-/// fault; a good one counts in the row.
-void check_failed_save(ImageIO::SavingStatus status, std::size_t line_count, std::string const& path,
-                       std::string const& row, Notes& notes);
+/// The files of a folder, by name, and their sizes.
+using FileSizes = std::map<std::string, std::size_t>;
+FileSizes file_sizes(std::string const& folder);
+void empty_folder(std::string const& folder);
 
-/// A small picture with a layer, and what it takes to save it in any form.
+/// What a save that must not succeed has to come to: a failure, at least one line that says so, and not the file that
+/// was refused; those of other layers may be there. All else is a fault; a good one counts in the row.
+void check_failed_save(ImageIO::SavingStatus status, std::size_t line_count, std::string const& folder,
+                       FileSizes const& whole, std::string const& row, Notes& notes);
+
+/// Pictures, small ones with layers if nothing else is asked for, and what it takes to save them in any form.
 class FormSaver {
 public:
-    FormSaver();
+    explicit FormSaver(int width = 24, int height = 35);
 
-    /// The largest status of all that was done.
-    ImageIO::SavingStatus save(SaveForm const& form, std::string const& path);
+    /// The largest status of all that was done. The bar hears of whole pictures only.
+    ImageIO::SavingStatus save(SaveForm const& form, std::string const& path,
+                               AppProgressBar* progress = nullptr);
 
 private:
+    zv_test::TestCanvas const& canvas_of(SaveForm const& form) const;
     ImageIO::SavingStatus save_in_regions(SaveForm const& form, zv_test::TestCanvas const& canvas,
                                           ImageSaveOptions const& options, std::string const& path);
 
     OfApp m_app;
-    zv_test::TestCanvas m_canvas, m_opaque_canvas;  // the second for formats without alpha
+    zv_test::TestCanvas m_canvas;  // with layers
+    zv_test::TestCanvas m_opaque_canvas, m_depth_canvas, m_square_canvas;  // for formats that take no other
 };
 
 }  // namespace zv_torture
