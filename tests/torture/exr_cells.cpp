@@ -7,8 +7,11 @@
 #include <ImfInputFile.h>
 #include <ImfTiledInputFile.h>
 
+#include <algorithm>
+#include <cmath>
 #include <cstring>
 #include <exception>
+#include <limits>
 #include <map>
 #include <vector>
 
@@ -51,6 +54,24 @@ public:
             }
         }
         return true;
+    }
+
+    /// The largest of all samples, a share of those above 1; infinite for other windows or channels.
+    float distance(Planes const& other) const
+    {
+        if (m_window != other.m_window || m_planes.size() != other.m_planes.size())
+            return std::numeric_limits<float>::infinity();
+        float largest = 0;
+        for (auto const& [name, plane] : m_planes) {
+            auto const found = other.m_planes.find(name);
+            if (found == other.m_planes.end())
+                return std::numeric_limits<float>::infinity();
+            for (std::size_t i = 0; i < plane.size(); ++i) {
+                float const wanted = found->second[i];
+                largest = std::max(largest, std::abs(plane[i] - wanted) / std::max(1.0f, std::abs(wanted)));
+            }
+        }
+        return largest;
     }
 
 private:
@@ -131,10 +152,13 @@ try {
     return cells;
 }
 
-std::string compare_pictures(std::string const& path, std::string const& other_path)
+std::string compare_pictures(std::string const& path, std::string const& other_path, float tolerance)
 try {
-    Planes const planes = read_whole(path);
-    return planes.is_same(read_whole(other_path), planes.window()) ? "" : "other samples";
+    Planes const planes = read_whole(path), others = read_whole(other_path);
+    if (planes.is_same(others, planes.window()))
+        return "";
+    float const distance = planes.distance(others);
+    return tolerance > 0 && distance <= tolerance ? "" : "samples that are " + std::to_string(distance) + " away";
 } catch (std::exception const& exception) {
     return exception.what();
 }

@@ -12,7 +12,8 @@ struct Cells {
 };
 Cells compare_cells(std::string const& path, std::string const& whole_path, bool is_tiled);
 
-/// Empty if both files have the same windows, channels and samples, bit for bit.
-std::string compare_pictures(std::string const& path, std::string const& other_path);
+/// Empty if both files have the same windows, channels and samples: bit for bit, or each within the tolerance, which is a
+/// share of samples above 1.
+std::string compare_pictures(std::string const& path, std::string const& other_path, float tolerance = 0);
 
 }  // namespace zv_torture
