@@ -4,6 +4,7 @@
 #include "tests/torture/allocations.h"
 #include "tests/torture/roads.h"
 #include "tests/torture/sweeps.h"
+#include "tests/torture/turns.h"
 
 namespace zv_torture {
 
@@ -37,10 +38,11 @@ public:
     {
         learn_askers();
         m_roads = all_roads(files(orders));
-        long long most = 0;
+        std::vector<long long> trials;
         for (Road const& road : m_roads)
-            most = std::max(most, measure(road, notes));
-        return most * 2 * static_cast<long long>(m_roads.size());
+            trials.push_back(measure(road, notes) * 2);
+        m_trials = Turns(trials);
+        return m_trials.count();
     }
 
     std::string describe(long long number) const override
@@ -78,10 +80,12 @@ private:
     /// False if something escaped.
     bool try_once(Trial const& trial, Outcome& outcome, Notes& notes)
     {
+        unsigned long long const lines_before = error_lines();
         fail_allocation(m_asker, trial.allocation, trial.for_ever);
         try {
             outcome = m_roads[trial.road].run();
             stop_counting();
+            m_error_lines = error_lines() - lines_before;
             return true;
         } catch (...) {
             stop_counting();
@@ -107,15 +111,10 @@ private:
         return m_counts.back();
     }
 
-    /// As many trials for each road; short roads come to each allocation several times.
     Trial trial_of(long long number) const
     {
-        Trial trial;
-        trial.road = std::size_t(number) % m_roads.size();
-        long long const rest = number / static_cast<long long>(m_roads.size());
-        trial.for_ever = rest % 2 == 1;
-        trial.allocation = rest / 2 % std::max(m_counts[trial.road], 1ll);
-        return trial;
+        Turns::Turn const turn = m_trials[number];
+        return {turn.list, turn.at % 2 == 1, turn.at / 2};
     }
 
     static std::string row(Road const& road)
@@ -136,6 +135,10 @@ private:
         if (outcome.claims_success && outcome != wanted)
             notes.count("failing memory: false success, allocation of",
                         failed_at().substr(0, failed_at().find(" <")));
+        if (m_asker == Asker::OURS && outcome.leaves_a_file)
+            notes.fault("a broken file was left" + what);
+        if (!outcome.claims_success && wanted.claims_success && m_error_lines == 0)
+            notes.count("TEST silent "+row(road) +(trial.for_ever?" ever":" once"), failed_at());
         if (road.run() != wanted)
             notes.fault("the next run is another" + what);
         if (!has_failed())
@@ -150,6 +153,8 @@ private:
     std::vector<Road> m_roads;
     std::vector<Outcome> m_outcomes;
     std::vector<long long> m_counts;
+    Turns m_trials;
+    unsigned long long m_error_lines = 0;  // of the last trial
 };
 
 }  // namespace

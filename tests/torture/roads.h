@@ -12,6 +12,7 @@ namespace zv_torture {
 struct Outcome {
     bool claims_success = false;  // all was done, and nothing was lost
     unsigned long long digest = 0;
+    bool leaves_a_file = false;  // of a save that failed
     bool operator==(Outcome const&) const = default;
 };
 
@@ -24,6 +25,10 @@ struct Road {
 /// Makes the files of the roads in a folder that exists.
 void make_road_files(std::string const& folder);
 /// Loads of lines, tiles and damaged files, saves, plates, shared images, lookups. The roads live as long as the folder.
+/// From now on the log is taken by a sink that counts lines.
 std::vector<Road> all_roads(std::string const& folder);
+
+/// Lines of level 1 that this thread has logged.
+unsigned long long error_lines();
 
 }  // namespace zv_torture
