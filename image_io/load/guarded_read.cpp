@@ -22,6 +22,12 @@ try {
     report.has_dropped_errors = true;
 }
 
+void note_lack_of_memory(ImageLoadReport& report, char const* text) noexcept
+{
+    report.has_lacked_memory = true;
+    note_error(report, text);
+}
+
 ReadResult finish_read(OIIO::ImageInput& input, bool good, char const* exception_text,
                        ImageLoadReport& report)
 {

@@ -13,6 +13,9 @@ namespace zv_image_io {
 /// is no memory is dropped.
 void note_error(ImageLoadReport& report, char const* text) noexcept;
 
+/// The same of a part of the picture for which there is no memory.
+void note_lack_of_memory(ImageLoadReport& report, char const* text) noexcept;
+
 /// What came of one read. `error` is the reader's text, or that of an exception if the reader has none.
 struct ReadResult {
     bool good;

@@ -16,12 +16,15 @@ struct ZV_IMAGE_IO_EXPORT ImageLoadReport {
     CoreVector<CoreString> errors;
     /// There was something to say, and no memory to keep it.
     bool has_dropped_errors = false;
+    /// A channel or tiles are missing because there was no memory for them; the errors say so, too.
+    bool has_lacked_memory = false;
     /// The colour space in which the pixels were taken.
     CoreString color_space;
     double milliseconds = 0.0;
 
     [[nodiscard]] bool is_damaged() const
     {
-        return rows_lost != 0 || tiles_lost != 0 || errors.get_count() != 0 || has_dropped_errors;
+        return rows_lost != 0 || tiles_lost != 0 || errors.get_count() != 0 || has_dropped_errors ||
+               has_lacked_memory;
     }
 };

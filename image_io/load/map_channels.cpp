@@ -17,7 +17,7 @@ ImageMapChannel* add_channel(ImageMap& map, CoreString const& name, ImageLoadRep
 {
     ImageMapChannel* const channel = map.add_channel(name, map.m_bit_depth, map.m_bit_type);
     if (!channel)
-        note_error(report, kNoChannel);
+        note_lack_of_memory(report, kNoChannel);
     return channel;
 }
 
@@ -26,7 +26,7 @@ void create_tiles(ImageMap& map, GMathVec4<int> const& region, ImageLoadReport& 
     map.create_tiles(region, false);
     for (ImageMapChannel const* channel : map.m_channels)
         if (channel->get_tile_count() == 0)
-            note_error(report, kNoTile);
+            note_lack_of_memory(report, kNoTile);
 }
 
 void copy_to_alpha(ImageMap& map, ImageMapChannel const& channel, GMathVec4<int> const& region,
@@ -36,7 +36,7 @@ void copy_to_alpha(ImageMap& map, ImageMapChannel const& channel, GMathVec4<int>
     if (!alpha)
         return;
     if (!alpha->copy_from(channel, nullptr, true))
-        note_error(report, kNoTile);
+        note_lack_of_memory(report, kNoTile);
     alpha->clamp_values(0.0f, 1.0f, region);
 }
 
@@ -47,7 +47,7 @@ bool add_constant_alpha(ImageMap& map, GMathVec4<int> const& region, ImageLoadRe
         return false;
     alpha->create_tiles(region, nullptr, 1.0f);
     if (alpha->get_tile_count() == 0)
-        note_error(report, kNoTile);
+        note_lack_of_memory(report, kNoTile);
     return true;
 }
 

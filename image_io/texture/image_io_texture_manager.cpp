@@ -1,6 +1,7 @@
 #include "image_io/texture/image_io_texture_manager.h"
 
 #include <mutex>
+#include <new>
 #include <utility>
 #include <vector>
 
@@ -10,6 +11,7 @@
 #include "image_io/frame/guarded.h"
 #include "image_io/frame/image_io.h"
 #include "image_io/load/image_load_options.h"
+#include "image_io/load/image_load_report.h"
 #include "image_io/texture/texture_item.h"
 #include "image_io/texture/texture_key.h"
 
@@ -134,7 +136,11 @@ ImageIOTextureManager::load_item(CoreString const& path, ImageLoadOptions const&
 {
     auto item = std::make_unique<TextureItem>();
     item->holders.push_back(this);
-    item->canvas.reset(ImageIO::load_image(path, options, app, progress, u, v));
+    ImageLoadReport report;
+    item->canvas.reset(ImageIO::load_image(path, options, app, progress, u, v, report));
+    // Nobody would know: whoever asks next may get a whole one.
+    if (report.has_lacked_memory || report.has_dropped_errors)
+        throw std::bad_alloc();
     item->path = path;
     long long time = 0;
     if (item->canvas && SysFilesystem::get_file_modification_time(path, time))

@@ -43,7 +43,8 @@ public:
     ImageIOTextureManager(ImageIOTextureManager const& other);
     ImageIOTextureManager& operator=(ImageIOTextureManager const& other);
 
-    /// The shared image, good until `user` is removed; null for an empty path or a file that does not load.
+    /// The shared image, good until `user` is removed; null for an empty path or a file that does not load. What
+    /// lacks a part because there was no memory is not shared, but loaded again when somebody asks next.
     ImageCanvas* load_image(ResourceUser& user, CoreString const& path, ImageLoadOptions const& options,
                             OfApp* app, AppProgressBar* progress, ImagePixel::RepeatMode u,
                             ImagePixel::RepeatMode v);

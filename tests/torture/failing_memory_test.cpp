@@ -87,6 +87,12 @@ TEST_F(WithoutMemory, APlateInTheWrongColoursIsNotLoaded)
     expect_no_false_success("plate tiles.exr");
 }
 
+TEST_F(WithoutMemory, ASharedImageThatLacksAChannelOrTilesIsNotHandedOut)
+{
+    expect_no_false_success("shared image lines.exr");
+    expect_no_false_success("shared image a.png");
+}
+
 TEST_F(WithoutMemory, AUserThatLeavesASharedImageIsForgottenAndTheImageFreed)
 {
     ImageIOTextureManager& manager = *ImageIOTextureManager::get_texture_manager();

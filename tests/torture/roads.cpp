@@ -126,13 +126,11 @@ Outcome shared_image(std::string const& path)
     ImageIOTextureManager& manager = *ImageIOTextureManager::get_texture_manager();
     CoreString const name = path.c_str();
     ImageLoadOptions const options;
-    unsigned long long const lines_before = error_lines();
     ImageCanvas* const canvas = in_module([&] {
         return manager.load_image(user, name, options, nullptr, nullptr, ImagePixel::REPEAT_MODE_CLAMP,
                                   ImagePixel::REPEAT_MODE_CLAMP);
     });
-    // The manager does not tell how whole an image is: the log does.
-    Outcome const outcome{canvas && error_lines() == lines_before, canvas ? digest_of(*canvas) : 0};
+    Outcome const outcome{canvas != nullptr, canvas ? digest_of(*canvas) : 0};
     in_module([&] { manager.remove_requester(&user); });
     return outcome;
 }
@@ -158,6 +156,7 @@ Outcome lookups(std::string const& path)
             outcome.claims_success;
         digest.add(result);
     }
+    stream->invalidate(name);
     outcome.digest = outcome.claims_success ? digest.value() : 0;
     return outcome;
 }
