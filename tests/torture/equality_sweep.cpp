@@ -64,7 +64,8 @@ public:
     long long begin(Orders const& orders, Notes&) override
     {
         OIIO::attribute("limits:imagesize_MB", kMostMegabytes);
-        m_pictures = files_in(orders.folder + "/whole");
+        m_own_folder = orders.folder + "/whole/";
+        m_pictures = files_in(m_own_folder);
         for (std::string& file : files_in(orders.corpus))
             m_pictures.push_back(std::move(file));
         m_loads = load_orders();
@@ -85,6 +86,8 @@ public:
     {
         std::string const& path = picture(number);
         if (!is_whole(path)) {
+            if (path.starts_with(m_own_folder))
+                notes.fault("a whole picture is refused or called damaged: " + describe(number));
             notes.count(kRow,
                         "pictures left out: damaged, or above " + std::to_string(kMostMegabytes) + " MB");
             return;
@@ -121,7 +124,7 @@ private:
     std::vector<std::string> m_pictures;
     std::vector<LoadOrder> m_loads;
     std::vector<SaveOrder> m_saves;
-    std::string m_folder;
+    std::string m_folder, m_own_folder;
 };
 
 }  // namespace

@@ -13,6 +13,8 @@ namespace {
 namespace fs = std::filesystem;
 using OIIO::TypeDesc;
 
+using Names = std::vector<std::string>;
+
 constexpr int kWidth = 75, kHeight = 41;
 
 char const* const kExrNames[] = {"none", "rle", "zips", "zip", "piz", "pxr24", "b44", "b44a", "dwaa", "dwab"};
@@ -44,8 +46,8 @@ void make_exr_pictures(std::string const& folder)
     zv_test::write_exr(folder + "/exr_rgb_half.exr", picture);
 }
 
-/// A format may refuse: then there is no such picture.
-void make_picture(std::string const& path, int channels, TypeDesc type, char const* compression = nullptr,
+/// A format may refuse: then there is no such picture, and its name is noted.
+void make_picture(Names& refused, std::string const& path, int channels, TypeDesc type, char const* compression = nullptr,
                   int tile = 0)
 {
     auto spec = zv_test::picture_spec(kWidth, kHeight, channels, type, 0, 0, tile);
@@ -54,50 +56,53 @@ void make_picture(std::string const& path, int channels, TypeDesc type, char con
     try {
         zv_test::write_picture(path, spec);
     } catch (std::exception const&) {
+        refused.push_back(fs::path(path).filename().string());
         std::error_code ignored;
         fs::remove(path, ignored);
     }
 }
 
-void make_tiff_pictures(std::string const& folder)
+void make_tiff_pictures(Names& refused, std::string const& folder)
 {
     for (char const* compression : {"none", "lzw", "zip", "packbits", "jpeg"})
         for (int tile : {0, 32}) {
             std::string const name = folder + "/tiff_" + compression + (tile ? "_tiles" : "_strips");
-            make_picture(name + "_8.tif", 3, TypeDesc::UINT8, compression, tile);
+            make_picture(refused, name + "_8.tif", 3, TypeDesc::UINT8, compression, tile);
             if (std::string(compression) != "jpeg")
-                make_picture(name + "_float.tif", 4, TypeDesc::FLOAT, compression, tile);
+                make_picture(refused, name + "_float.tif", 4, TypeDesc::FLOAT, compression, tile);
         }
-    make_picture(folder + "/tiff_16.tif", 4, TypeDesc::UINT16, "lzw");
-    make_picture(folder + "/tiff_grey.tif", 1, TypeDesc::UINT8, "zip");
-    make_picture(folder + "/tiff_many.tif", 9, TypeDesc::UINT16, "zip");
+    make_picture(refused, folder + "/tiff_16.tif", 4, TypeDesc::UINT16, "lzw");
+    make_picture(refused, folder + "/tiff_grey.tif", 1, TypeDesc::UINT8, "zip");
+    make_picture(refused, folder + "/tiff_many.tif", 9, TypeDesc::UINT16, "zip");
 }
 
-void make_other_pictures(std::string const& folder)
+void make_other_pictures(Names& refused, std::string const& folder)
 {
     for (int channels : {1, 3, 4}) {
         std::string const end = "_" + std::to_string(channels) + ".";
         for (char const* extension :
              {"png", "tga", "bmp", "jpg",  "sgi",   "iff",  "rla", "webp", "gif", "jp2",
               "ico", "dpx", "ppm", "fits", "zfile", "heic", "pic", "hdr",  "exr", "psd"})
-            make_picture(folder + "/" + extension + end + extension, channels, TypeDesc::UINT8);
+            make_picture(refused, folder + "/" + extension + end + extension, channels, TypeDesc::UINT8);
         for (char const* extension : {"png", "sgi", "rla", "jp2", "dpx", "ppm", "fits"})
-            make_picture(folder + "/" + extension + "_16" + end + extension, channels, TypeDesc::UINT16);
+            make_picture(refused, folder + "/" + extension + "_16" + end + extension, channels, TypeDesc::UINT16);
         for (char const* extension : {"hdr", "fits", "rla", "zfile", "exr"})
-            make_picture(folder + "/" + extension + "_float" + end + extension, channels, TypeDesc::FLOAT);
+            make_picture(refused, folder + "/" + extension + "_float" + end + extension, channels, TypeDesc::FLOAT);
     }
-    make_picture(folder + "/tga_rle.tga", 3, TypeDesc::UINT8, "rle");
-    make_picture(folder + "/rendered.tx", 4, TypeDesc::HALF, "zip", 64);
+    make_picture(refused, folder + "/tga_rle.tga", 3, TypeDesc::UINT8, "rle");
+    make_picture(refused, folder + "/rendered.tx", 4, TypeDesc::HALF, "zip", 64);
 }
 
 }  // namespace
 
-void make_source_pictures(std::string const& folder)
+std::vector<std::string> make_source_pictures(std::string const& folder)
 {
+    Names refused;
     fs::create_directories(folder);
     make_exr_pictures(folder);
-    make_tiff_pictures(folder);
-    make_other_pictures(folder);
+    make_tiff_pictures(refused, folder);
+    make_other_pictures(refused, folder);
+    return refused;
 }
 
 std::vector<std::string> files_in(std::string const& folder)
