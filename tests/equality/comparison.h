@@ -60,7 +60,8 @@ struct SaveOrder {
 
 /// Saves the canvas both ways, into `folder`, which has to be empty and is so again afterwards: names and bytes of
 /// all files, status, log lines, progress calls. Of a save in steps the progress of the last step is not compared, of tiled
-/// TIFF files from maps of 8 and 16 bits with converted colours only the names.
+/// TIFF files from maps of 8 and 16 bits with converted colours only the names, of OpenEXR files with such colours not the
+/// signs of NaNs.
 Differences compare_save(ImageCanvas const& canvas, SaveOrder const& order, std::string const& folder,
                          std::size_t* file_count = nullptr);
 

@@ -1,11 +1,14 @@
 #include <array>
 #include <atomic>
 #include <chrono>
+#include <cstdint>
 #include <filesystem>
+#include <numeric>
 #include <thread>
 
 #include "image_io/texture/image_io_texture_manager.h"
 #include "image_io/texture/image_io_texture_stream.h"
+#include "tests/torture/damage.h"
 #include "tests/torture/open_files.h"
 #include "tests/torture/roads.h"
 #include "tests/torture/sanitizers.h"
@@ -23,21 +26,32 @@ constexpr char kRow[] = "16 threads";
 // Pools, caches and stacks fill in the first half. What grows behind that without an end grows past this.
 constexpr long long kMostGrowth = 48ll << 20;
 
-/// All roads in an order of its own, for a thread of its own: savers hold settings of one save.
+/// All roads, for a thread of its own: savers hold settings of one save. Each round has an order of its own.
 class Walker {
 public:
-    Walker(std::string const& folder, unsigned number)
+    Walker(std::string const& folder, std::uint64_t seed)
         : m_roads(all_roads(folder))
-        , m_at(number * 7)
+        , m_random(seed)
+        , m_order(m_roads.size())
     {
+        std::iota(m_order.begin(), m_order.end(), std::size_t(0));
     }
     std::size_t count() const { return m_roads.size(); }
-    std::size_t next() { return m_at++ % m_roads.size(); }
+    std::size_t next()
+    {
+        std::size_t const at = m_at++ % m_order.size();
+        if (at == 0)
+            for (std::size_t last = m_order.size() - 1; last > 0; --last)
+                std::swap(m_order[last], m_order[m_random.below(last + 1)]);
+        return m_order[at];
+    }
     Road const& operator[](std::size_t number) const { return m_roads[number]; }
 
 private:
     std::vector<Road> m_roads;
-    std::size_t m_at;
+    Random m_random;
+    std::vector<std::size_t> m_order;
+    std::size_t m_at = 0;
 };
 
 class ThreadSweep : public Sweep {
@@ -52,6 +66,7 @@ public:
     {
         m_folder = orders.folder + "/threads";
         m_seconds = orders.seconds;
+        m_seed = orders.seed * 1000003u;
         return 1;
     }
 
@@ -87,7 +102,7 @@ private:
         std::vector<std::thread> threads;
         for (int number = 0; number < thread_count; ++number)
             threads.emplace_back([&, number] {
-                Walker walker(m_folder, unsigned(number));
+                Walker walker(m_folder, m_seed + std::uint64_t(number));
                 while (Clock::now() < end)
                     step(walker, number, done++, notes);
             });
@@ -131,6 +146,7 @@ private:
 
     std::string m_folder;
     int m_seconds = 10;
+    std::uint64_t m_seed = 0;
     std::vector<Outcome> m_wanted;
 };
 
