@@ -50,7 +50,8 @@ void run_cases(Sweep& sweep, Notes& notes, Share const& share)
     for (long long at = 0; at < share.count; ++at) {
         if (at > 0 && std::chrono::steady_clock::now() > end)
             break;
-        long long const number = number_of(share.first + at, share.step, all);
+        long long const number =
+            sweep.is_in_order() ? share.first + at : number_of(share.first + at, share.step, all);
         notes.begin_case(at, sweep.describe(number));
         limit_processor_time(sweep.processor_seconds() * (kIsSanitized ? 10 : 1));
         run_case(sweep, number, notes);

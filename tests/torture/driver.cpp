@@ -14,6 +14,7 @@
 #include <thread>
 
 #include "tests/torture/ends.h"
+#include "tests/torture/turns.h"
 
 extern char** environ;
 
@@ -46,7 +47,7 @@ public:
         run_batch({0, 0, 1}, 0, true);
         long long const all = m_result.all_cases;
         m_case_count = most_cases < 0 ? all : std::min(all, most_cases);
-        m_step = m_limits->is_in_order() ? 1 : spread(all);
+        m_step = spread(all);
         std::vector<std::thread> others;
         int const worker_count =
             m_limits->is_parallel() ? std::max(1, int(std::thread::hardware_concurrency())) : 1;
@@ -276,14 +277,6 @@ private:
 };
 
 }  // namespace
-
-long long spread(long long all)
-{
-    long long step = std::max(1ll, static_cast<long long>(static_cast<double>(all) * 0.618));
-    while (std::gcd(step, all) > 1)
-        ++step;
-    return step;
-}
 
 Result drive(std::string const& sweep, Orders const& orders, std::chrono::milliseconds time,
              long long most_cases)

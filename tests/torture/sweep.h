@@ -34,14 +34,11 @@ public:
     virtual int cases_a_process() const { return 200; }
     virtual int processor_seconds() const { return 10; }
     virtual int memory_megabytes() const { return 0; }
-    /// Whether the cases come in the order of their numbers, and not far apart from each other.
-    virtual bool is_in_order() const { return false; }
     /// Whether several processes may run cases at once.
     virtual bool is_parallel() const { return false; }
+    /// Whether the cases come in the order of their numbers, and not far apart from each other.
+    virtual bool is_in_order() const { return false; }
 };
-
-/// A step that meets each of `all` numbers once, the first ones far apart.
-long long spread(long long all);
 
 /// A kind of trial as it is asked for, and its share of the time of a whole run.
 struct SweepKind {

@@ -6,6 +6,15 @@
 
 namespace zv_torture {
 
+/// A step that meets each of `all` numbers once, the first ones far apart.
+inline long long spread(long long all)
+{
+    long long step = std::max(1ll, static_cast<long long>(static_cast<double>(all) * 0.618));
+    while (std::gcd(step, all) > 1)
+        ++step;
+    return step;
+}
+
 /// The cases of several lists in turn: the first of each, then the second of all that have one, and so on; each once.
 class Turns {
 public:
