@@ -65,19 +65,10 @@ int render(std::string const& path, Kill const& kill, std::vector<std::string> c
 
 class KilledSweep : public Sweep {
 public:
-    void prepare(Orders const& orders, Notes& notes) override
-    {
-        fs::create_directories(orders.folder + "/killed");
-        for (Compression const& compression : kCompressions)
-            for (bool is_tiled : {false, true})
-                if (notes.begin_step(); render(whole_path(orders.folder + "/killed", {compression, is_tiled, 0}),
-                                               {compression, is_tiled, 0}, {}) != 0)
-                    notes.fault("an undisturbed render fails");
-    }
-
     long long begin(Orders const& orders, Notes&) override
     {
         m_folder = orders.folder + "/killed";
+        fs::create_directories(m_folder);
         m_path = m_folder + "/killed" + std::to_string(orders.worker) + ".exr";
         return (kBands + kTiles) * kCompressionCount;
     }
@@ -93,6 +84,9 @@ public:
     {
         Kill const kill = kill_of(number);
         fs::remove(m_path);
+        if (!make_whole(kill))
+            return notes.fault(std::string("an undisturbed render fails  [") + notes.what + "]");
+        notes.begin_step();
         if (int const end = render(m_path, kill, {"--kill-after", std::to_string(kill.buckets)});
             end != 128 + SIGKILL)
             return notes.fault("the render was not killed, but ended with " + std::to_string(end) + "  [" +
@@ -125,6 +119,18 @@ private:
     static std::string whole_path(std::string const& folder, Kill const& kill)
     {
         return folder + "/whole_" + kill.compression.name + (kill.is_tiled ? "_tiles" : "_lines") + ".exr";
+    }
+
+    /// The undisturbed render, once for all processes.
+    bool make_whole(Kill const& kill) const
+    {
+        std::string const path = whole_path(m_folder, kill);
+        if (fs::exists(path))
+            return true;
+        if (render(m_path, kill, {}) != 0)
+            return false;
+        fs::rename(m_path, path);
+        return true;
     }
 
     /// Finished lines in whole blocks, and all tiles, which came in the order of the file.

@@ -27,7 +27,7 @@ constexpr int kThreads = 16;
 constexpr char kRow[] = "16 threads";
 // Pools, caches and stacks fill in the first half. What grows behind that without an end grows past this: what is allocated,
 // or, with holes in it, what lies in memory.
-constexpr long long kMostInUse = 4ll << 20, kMostResident = 48ll << 20;
+constexpr long long kMostInUse = 4ll << 20, kMostResident = 24ll << 20;
 
 struct Memory {
     long long resident = resident_bytes();
