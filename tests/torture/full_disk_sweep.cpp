@@ -99,9 +99,12 @@ private:
 
     long long add_form(SaveForm const& form)
     {
-        if (m_saver.save(form, path_of(form)) != ImageIO::SAVING_STATUS_SUCCESS)
+        bool const is_saved = m_saver.save(form, path_of(form)) == ImageIO::SAVING_STATUS_SUCCESS;
+        if (!is_saved && form.format != ImageIOFileFormat::SAVE_UNKNOWN)  // whose writers need not take it
             throw std::runtime_error("cannot save " + form.name);
-        Measured measured{form, file_sizes(m_folder)};
+        Measured measured{form, {}, 0};
+        if (is_saved)
+            measured.files = file_sizes(m_folder);
         for (auto const& [name, size] : measured.files)
             measured.pages += static_cast<long long>((size + kPage - 1) / kPage);
         m_forms.push_back(measured);
