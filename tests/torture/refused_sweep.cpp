@@ -85,6 +85,7 @@ public:
     void run(long long number, Notes& notes) override
     {
         Case const at = case_of(number);
+        empty_folder(m_folder);  // of what a case left that ended early
         if (at.is_pause)
             refuse_for_a_time(at, notes);
         else

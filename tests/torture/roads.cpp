@@ -1,6 +1,7 @@
 #include "tests/torture/roads.h"
 
 #include <atomic>
+#include <exception>
 #include <filesystem>
 #include <memory>
 
@@ -72,9 +73,13 @@ Outcome save(FormSaver& saver, SaveForm const& form, std::string const& parent)
             outcome.leaves_a_file = !form.is_split;  // files of other layers are told nothing
             break;
         }
-        // TIFF files hold the time of day.
-        auto const picture = zv_test::read_picture(folder + "/" + name);
-        digest.add(picture.samples.data(), picture.samples.size() * sizeof(float));
+        try {
+            // TIFF files hold the time of day.
+            auto const picture = zv_test::read_picture(folder + "/" + name);
+            digest.add(picture.samples.data(), picture.samples.size() * sizeof(float));
+        } catch (std::exception const&) {
+            digest.add("a file that does not read", sizeof "a file that does not read");
+        }
     }
     outcome.digest = outcome.claims_success ? digest.value() : 0;
     fs::remove_all(folder);
