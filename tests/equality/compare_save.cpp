@@ -168,21 +168,21 @@ zv_test::ReadPicture picture_of(std::vector<char> const& bytes, std::string cons
 }
 
 /// The sign of a NaN that a conversion of colours makes, of infinities or of others, is the compiler's choice.
-bool differ_in_signs_of_nans(std::string const& name, std::vector<char> const& bytes, std::vector<char> const& wanted,
-                             std::string const& folder)
+bool differ_in_signs_of_nans(std::string const& name, std::vector<char> const& bytes,
+                             std::vector<char> const& wanted, std::string const& folder)
 {
     if (!name.ends_with(".exr"))
         return false;
     auto const module = picture_of(bytes, folder), plain = picture_of(wanted, folder);
     return module.spec.channelnames == plain.spec.channelnames &&
-           std::equal(module.samples.begin(), module.samples.end(), plain.samples.begin(), plain.samples.end(),
-                      [](float a, float b) {
+           std::equal(module.samples.begin(), module.samples.end(), plain.samples.begin(),
+                      plain.samples.end(), [](float a, float b) {
                           return std::memcmp(&a, &b, sizeof a) == 0 || (std::isnan(a) && std::isnan(b));
                       });
 }
 
-void compare_files(Outcome const& module, Outcome const& plain, bool with_bytes, std::string const& nan_folder,
-                   Differences& differences)
+void compare_files(Outcome const& module, Outcome const& plain, bool with_bytes,
+                   std::string const& nan_folder, Differences& differences)
 {
     for (auto const& [name, bytes] : module.files) {
         auto const found = plain.files.find(name);

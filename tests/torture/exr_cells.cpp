@@ -158,7 +158,8 @@ try {
     if (planes.is_same(others, planes.window()))
         return "";
     float const distance = planes.distance(others);
-    return tolerance > 0 && distance <= tolerance ? "" : "samples that are " + std::to_string(distance) + " away";
+    return tolerance > 0 && distance <= tolerance ? ""
+                                                  : "samples that are " + std::to_string(distance) + " away";
 } catch (std::exception const& exception) {
     return exception.what();
 }

@@ -63,8 +63,9 @@ private:
 
 ImagePixel::RepeatMode repeat_mode(int number)
 {
-    constexpr ImagePixel::RepeatMode kModes[] = {ImagePixel::REPEAT_MODE_CLAMP, ImagePixel::REPEAT_MODE_REPEAT,
-                                                 ImagePixel::REPEAT_MODE_MIRROR, ImagePixel::REPEAT_MODE_NONE};
+    constexpr ImagePixel::RepeatMode kModes[] = {
+        ImagePixel::REPEAT_MODE_CLAMP, ImagePixel::REPEAT_MODE_REPEAT, ImagePixel::REPEAT_MODE_MIRROR,
+        ImagePixel::REPEAT_MODE_NONE};
     return kModes[std::size_t(number) % std::size(kModes)];
 }
 
@@ -89,7 +90,8 @@ unsigned long long evaluate(ImageCanvas const& canvas, Notes& notes)
         notes.begin_step();
         for (long long square = 0; square < columns * rows; square += step) {
             int const x = int(square % columns) * kEvaluated, y = int(square / columns) * kEvaluated;
-            GMathVec4<int> const part(window.x() + x, window.y() + y, std::min(kEvaluated, window.width() - x),
+            GMathVec4<int> const part(window.x() + x, window.y() + y,
+                                      std::min(kEvaluated, window.width() - x),
                                       std::min(kEvaluated, window.height() - y));
             channel->create_float_buffer(&context, part, plane.data());
             digest.add(plane.data(), std::size_t(part.width()) * std::size_t(part.height()) * sizeof(float));
@@ -192,8 +194,8 @@ private:
         else if (digest == whole_digest(number, set, notes))
             notes.count(kCutRow, "loaded, all samples there");
         else
-            notes.fault("a cut file is called whole, with options " + std::to_string(set) + "  [" + notes.what +
-                        "]");
+            notes.fault("a cut file is called whole, with options " + std::to_string(set) + "  [" +
+                        notes.what + "]");
     }
 
     /// Whether nothing of the samples may be missing without a word: of the pictures made here only the reader of zfile has
@@ -201,8 +203,8 @@ private:
     bool tells_cuts(long long number) const
     {
         Damage const kind = damage(number);
-        return (kind == Damage::CUT || kind == Damage::CUT_HEADER) && source(number).starts_with(m_own_folder) &&
-               fs::path(source(number)).extension() != ".zfile";
+        return (kind == Damage::CUT || kind == Damage::CUT_HEADER) &&
+               source(number).starts_with(m_own_folder) && fs::path(source(number)).extension() != ".zfile";
     }
 
     /// Of the picture as it was.

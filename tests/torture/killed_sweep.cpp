@@ -18,13 +18,20 @@ constexpr int kTiles = ((kWidth + kTile - 1) / kTile) * ((kHeight + kTile - 1) /
 
 struct Compression {
     char const* name;
-    int lines;  // of a block
+    int lines;            // of a block
     float tolerance = 0;  // of what was read and is written once more
 };
 constexpr float kDwaTolerance = 0.02f;
-constexpr Compression kCompressions[] = {{"none", 1}, {"rle", 1},    {"zips", 1},
-                                         {"zip", 16}, {"pxr24", 16}, {"piz", 32},
-                                         {"b44", 32}, {"b44a", 32},  {"dwaa", 32, kDwaTolerance}, {"dwab", 256, kDwaTolerance}};
+constexpr Compression kCompressions[] = {{"none", 1},
+                                         {"rle", 1},
+                                         {"zips", 1},
+                                         {"zip", 16},
+                                         {"pxr24", 16},
+                                         {"piz", 32},
+                                         {"b44", 32},
+                                         {"b44a", 32},
+                                         {"dwaa", 32, kDwaTolerance},
+                                         {"dwab", 256, kDwaTolerance}};
 constexpr long long kCompressionCount = std::size(kCompressions);
 
 /// One kill: behind how many buckets, of which kind of file.
@@ -97,8 +104,8 @@ public:
             return notes.fault("cannot be resumed: ended with " + std::to_string(end) + "  [" + notes.what +
                                "]");
         notes.begin_step();
-        std::string const difference = compare_pictures(m_path, whole_path(m_folder, kill),
-                                                        kill.compression.tolerance);
+        std::string const difference =
+            compare_pictures(m_path, whole_path(m_folder, kill), kill.compression.tolerance);
         if (difference.empty())
             notes.count(row(kill), kill.compression.tolerance > 0
                                        ? "taken up again, near the pixels of an undisturbed render"

@@ -40,8 +40,8 @@ public:
         std::ofstream file(measured_path(orders));
         for (std::size_t road = 0; road < m_roads.size(); ++road) {
             measure(road, notes);
-            file << m_counts.back() << " " << m_outcomes.back().claims_success << " " << m_outcomes.back().digest
-                 << "\n";
+            file << m_counts.back() << " " << m_outcomes.back().claims_success << " "
+                 << m_outcomes.back().digest << "\n";
         }
         m_roads.clear();
     }

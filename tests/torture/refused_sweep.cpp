@@ -15,11 +15,11 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr long long kEnd = 1024;     // bytes at either end of a file that come first
+constexpr long long kEnd = 1024;                      // bytes at either end of a file that come first
 constexpr int kLargeWidth = 300, kLargeHeight = 280;  // more than the buffers of the writers hold
-constexpr long long kPauses = 16;  // of each form
-constexpr long long kFirstPause = 9;  // the others far from each other
-constexpr long long kPauseEvery = 8;  // cases
+constexpr long long kPauses = 16;                     // of each form
+constexpr long long kFirstPause = 9;                  // the others far from each other
+constexpr long long kPauseEvery = 8;                  // cases
 
 /// A disk that takes nothing between two calls of the bar, and all before and behind.
 class PausedDisk : public AppProgressBar {
@@ -77,9 +77,9 @@ public:
         Case const found = case_of(number);
         SaveForm const& form = found.measured->form;
         return form.name + ", " + row(*found.measured) +
-               (found.is_pause ? ", for a time, the " + std::to_string(found.at) + "th"
-                               : ", byte " + std::to_string(found.at) + " of " +
-                                     std::to_string(found.measured->size));
+               (found.is_pause
+                    ? ", for a time, the " + std::to_string(found.at) + "th"
+                    : ", byte " + std::to_string(found.at) + " of " + std::to_string(found.measured->size));
     }
 
     void run(long long number, Notes& notes) override
@@ -122,8 +122,9 @@ private:
     /// Whether the bar hears of the save while it writes. Icons are never large.
     static bool is_told_of(SaveForm const& form)
     {
-        return !form.in_regions && form.extension != ".ico" && (form.format == ImageIOFileFormat::SAVE_UNKNOWN ||
-                                    form.format >= ImageIOFileFormat::SAVE_TIFF8);
+        return !form.in_regions && form.extension != ".ico" &&
+               (form.format == ImageIOFileFormat::SAVE_UNKNOWN ||
+                form.format >= ImageIOFileFormat::SAVE_TIFF8);
     }
 
     /// Gives the number of bytes that there are to refuse: none if the format's writer does not take such a picture.

@@ -15,7 +15,6 @@ using Format = ImageIOFileFormat;
 
 constexpr int kTile = 16;
 constexpr int kBlock = 32;  // strips of TIFF, whole tiles, whole blocks of most compressions
-constexpr int kSquare = 64;
 
 zv_test::CanvasShape shape(int width, int height, std::vector<std::string> const& channels)
 {
@@ -75,8 +74,8 @@ void add_split_forms(std::vector<SaveForm>& forms)
 /// Formats that have no number of their own: the writer is told by the name.
 void add_unknown_forms(std::vector<SaveForm>& forms, bool in_regions)
 {
-    for (char const* extension : {"hdr", "png", "jpg", "sgi", "rla", "fits", "ico", "heic", "webp", "gif", "dpx", "ppm",
-                                  "jp2", "iff", "zfile", "tx", "bmp", "tga", "tif", "exr"})
+    for (char const* extension : {"hdr", "png", "jpg", "sgi", "rla",   "fits", "ico", "heic", "webp", "gif",
+                                  "dpx", "ppm", "jp2", "iff", "zfile", "tx",   "bmp", "tga",  "tif",  "exr"})
         forms.push_back({std::string("unknown ") + extension, "unknown format", std::string(".") + extension,
                          Format::SAVE_UNKNOWN, Format::COMPRESSION_NONE, 0, in_regions});
 }
@@ -120,18 +119,15 @@ FormSaver::FormSaver(int width, int height)
     : m_canvas(shape(width, height, {"r", "g", "b", "a", "diffuse.r", "diffuse.g", "diffuse.b", "depth.z"}))
     , m_opaque_canvas(shape(width, height, {"r", "g", "b"}))
     , m_depth_canvas(shape(width, height, {"r"}))
-    , m_square_canvas(shape(kSquare, kSquare, {"r", "g", "b"}))
 {
 }
 
-/// HEIF's writer reads behind the end of narrower pictures.
 zv_test::TestCanvas const& FormSaver::canvas_of(SaveForm const& form) const
 {
-    if (form.extension == ".heic")
-        return m_square_canvas;
     if (form.extension == ".zfile")
         return m_depth_canvas;
-    return form.extension == ".hdr" || form.extension == ".ppm" ? m_opaque_canvas : m_canvas;
+    return form.extension == ".hdr" || form.extension == ".ppm" || form.extension == ".heic" ? m_opaque_canvas
+                                                                                             : m_canvas;
 }
 
 ImageIO::SavingStatus FormSaver::save(SaveForm const& form, std::string const& path, AppProgressBar* progress)

@@ -55,8 +55,8 @@ private:
                                           ImageSaveOptions const& options, std::string const& path);
 
     OfApp m_app;
-    zv_test::TestCanvas m_canvas;  // with layers
-    zv_test::TestCanvas m_opaque_canvas, m_depth_canvas, m_square_canvas;  // for formats that take no other
+    zv_test::TestCanvas m_canvas;                         // with layers
+    zv_test::TestCanvas m_opaque_canvas, m_depth_canvas;  // for formats that take no other
 };
 
 }  // namespace zv_torture

@@ -47,8 +47,8 @@ void make_exr_pictures(std::string const& folder)
 }
 
 /// A format may refuse: then there is no such picture, and its name is noted.
-void make_picture(Names& refused, std::string const& path, int channels, TypeDesc type, char const* compression = nullptr,
-                  int tile = 0)
+void make_picture(Names& refused, std::string const& path, int channels, TypeDesc type,
+                  char const* compression = nullptr, int tile = 0)
 {
     auto spec = zv_test::picture_spec(kWidth, kHeight, channels, type, 0, 0, tile);
     if (compression)
@@ -85,9 +85,11 @@ void make_other_pictures(Names& refused, std::string const& folder)
               "ico", "dpx", "ppm", "fits", "zfile", "heic", "pic", "hdr",  "exr", "psd"})
             make_picture(refused, folder + "/" + extension + end + extension, channels, TypeDesc::UINT8);
         for (char const* extension : {"png", "sgi", "rla", "jp2", "dpx", "ppm", "fits"})
-            make_picture(refused, folder + "/" + extension + "_16" + end + extension, channels, TypeDesc::UINT16);
+            make_picture(refused, folder + "/" + extension + "_16" + end + extension, channels,
+                         TypeDesc::UINT16);
         for (char const* extension : {"hdr", "fits", "rla", "zfile", "exr"})
-            make_picture(refused, folder + "/" + extension + "_float" + end + extension, channels, TypeDesc::FLOAT);
+            make_picture(refused, folder + "/" + extension + "_float" + end + extension, channels,
+                         TypeDesc::FLOAT);
     }
     make_picture(refused, folder + "/tga_rle.tga", 3, TypeDesc::UINT8, "rle");
     make_picture(refused, folder + "/rendered.tx", 4, TypeDesc::HALF, "zip", 64);

@@ -142,7 +142,8 @@ private:
     {
         int const more_files = count_open_files() - files;
         Memory const now;
-        long long const more_resident = now.resident - before.resident, more_in_use = now.in_use - before.in_use;
+        long long const more_resident = now.resident - before.resident,
+                        more_in_use = now.in_use - before.in_use;
         notes.count(kRow, "open files more at the end than half way",
                     static_cast<unsigned long long>(std::max(more_files, 0)));
         notes.count(kRow, "MB more in memory at the end than half way",
