@@ -208,7 +208,7 @@ void add_loads(std::vector<Road>& roads, std::string const& folder)
 bool is_a_road(SaveForm const& form)
 {
     if (form.format == Format::SAVE_UNKNOWN) {
-        for (char const* extension : {".heic", ".iff", ".jp2", ".ppm"})  // takes long; refuse
+        for (char const* extension : {".heic", ".iff", ".jp2"})  // takes long; refuse
             if (form.extension == extension)
                 return false;
         return !form.in_regions;
