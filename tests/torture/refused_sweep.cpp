@@ -16,7 +16,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr long long kEnd = 1024;                      // bytes at either end of a file that come first
-constexpr int kLargeWidth = 300, kLargeHeight = 280;  // more than the buffers of the writers hold
+constexpr int kLargeWidth = 200, kLargeHeight = 180;  // more than the buffers of the writers hold
 constexpr long long kPauses = 16;                     // of each form
 constexpr long long kFirstPause = 9;                  // the others far from each other
 constexpr long long kPauseEvery = 8;                  // cases
@@ -122,9 +122,9 @@ private:
     /// Whether the bar hears of the save while it writes. Icons are never large.
     static bool is_told_of(SaveForm const& form)
     {
-        return !form.in_regions && form.extension != ".ico" &&
-               (form.format == ImageIOFileFormat::SAVE_UNKNOWN ||
-                form.format >= ImageIOFileFormat::SAVE_TIFF8);
+        bool const is_simple =
+            form.format >= ImageIOFileFormat::SAVE_JPEG && form.format <= ImageIOFileFormat::SAVE_PNG16;
+        return !form.in_regions && !is_simple && form.extension != ".ico";
     }
 
     /// Gives the number of bytes that there are to refuse: none if the format's writer does not take such a picture.
