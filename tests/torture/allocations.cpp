@@ -41,7 +41,7 @@ std::atomic<long long> s_count = 0;
 long long s_failing = -1;
 bool s_for_ever = false;
 std::atomic<bool> s_has_failed = false;
-LiveTable s_live;
+LiveTable s_live, s_library_live;
 void* s_failed_frames[kMaximumFrames];
 int s_failed_frame_count = 0;
 thread_local bool t_is_inside = false;  // the unwinder may allocate
@@ -92,7 +92,7 @@ Asker asker_of(void* caller)
 /// What is known of one allocation before it is made.
 struct Request {
     bool fails = false;
-    bool is_ours = false;
+    LiveTable* owner = nullptr;  // who remembers it
 };
 
 Request judge(void* caller)
@@ -103,7 +103,7 @@ Request judge(void* caller)
     Asker const asker = asker_of(caller);
     t_is_inside = false;
     Request request;
-    request.is_ours = asker == Asker::OURS;
+    request.owner = asker == Asker::OURS ? &s_live : asker == Asker::LIBRARY ? &s_library_live : nullptr;
     if (asker == s_asker) {
         long long const number = s_count++;
         request.fails = s_failing >= 0 && (number == s_failing || (s_for_ever && number > s_failing));
@@ -118,8 +118,8 @@ void* allocate(void* caller, Allocate const& make)
 {
     Request const request = judge(caller);
     void* const memory = request.fails ? nullptr : make();
-    if (request.is_ours && memory)
-        s_live.add(memory);
+    if (request.owner && memory)
+        request.owner->add(memory);
     if (!memory)
         errno = ENOMEM;
     return memory;
@@ -136,11 +136,17 @@ void* aligned(std::size_t alignment, std::size_t size)
                                              : __libc_memalign(alignment, size);
 }
 
+void forget(void* memory)
+{
+    s_live.remove(memory);
+    s_library_live.remove(memory);
+}
+
 void release(void* memory)
 {
     if (!memory)
         return;
-    s_live.remove(memory);
+    forget(memory);
     if (is_guarded(memory))
         release_guarded(memory);
     else
@@ -158,7 +164,7 @@ void* cleared(std::size_t count, std::size_t size)
 void* resized(void* memory, std::size_t size)
 {
     if (!is_guarded(memory)) {
-        s_live.remove(memory);
+        forget(memory);
         return __libc_realloc(memory, size);
     }
     void* const other = plain(size);
@@ -247,9 +253,15 @@ long long live_allocations()
     return s_live.count();
 }
 
+long long live_library_allocations()
+{
+    return s_library_live.count();
+}
+
 void forget_live_allocations()
 {
     s_live.clear();
+    s_library_live.clear();
 }
 
 }  // namespace zv_torture

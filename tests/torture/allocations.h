@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <string>
 
@@ -42,11 +43,15 @@ std::string failed_at();
 
 /// Allocations of the module and the host, made while counted, that are not free yet.
 long long live_allocations();
-/// Forgets those that there are.
+/// The same of the file libraries: what they made for the module, and what they keep or lose of their own.
+long long live_library_allocations();
+/// Forgets all that there are.
 void forget_live_allocations();
 
 /// From now on what is 256 bytes or longer ends at a page that nobody may touch: who writes past the end ends the process at
-/// once, and not whoever needs memory next. Freed memory stays out of reach.
-void guard_allocations();
+/// once, and not whoever needs memory next. Freed memory stays out of reach. At most so many bytes of it at once.
+void guard_allocations(std::size_t most_bytes);
+/// Bytes of address space that this takes.
+std::size_t guarded_room();
 
 }  // namespace zv_torture

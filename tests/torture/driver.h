@@ -37,7 +37,7 @@ struct Share {
     long long first = 0, count = 0, step = 1;
     long long seconds = 0;
     bool is_preparation = false;
-    bool is_guarded = false;  // with guarded memory, and without a limit of it
+    bool is_guarded = false;  // with guarded memory
 };
 
 /// The other side: a child of `drive`. Never returns.

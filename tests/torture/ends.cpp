@@ -5,16 +5,21 @@
 #include <signal.h>
 #include <sys/resource.h>
 #include <sys/time.h>
+#include <ucontext.h>
 #include <unistd.h>
 
 #include <array>
+#include <atomic>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 
 #if defined(__SANITIZE_ADDRESS__)
 #include <sanitizer/common_interface_defs.h>
 #endif
+
+#include "tests/torture/working_thread.h"
 
 namespace zv_torture {
 
@@ -25,6 +30,8 @@ constexpr int kEndedBadly = 70;
 
 Notes* s_notes = nullptr;
 pthread_t s_main_thread;
+std::atomic<pid_t> s_asked_thread = 0;  // for whom the main thread waits
+double s_processor_seconds = 0, s_main_begin = 0;
 std::array<char, 1 << 16> s_signal_stack;
 
 char const* base_name(char const* path)
@@ -38,10 +45,17 @@ bool begins_with(char const* text, char const* begin)
     return std::strncmp(text, begin, std::strlen(begin)) == 0;
 }
 
+/// This program, or the test of its judge.
+bool is_program(char const* name)
+{
+    return begins_with(name, "zv_torture") || begins_with(name, "zv_tests_");
+}
+
+/// What only does what others ask for, or runs what they hand to it.
 bool is_system(char const* library)
 {
     for (char const* name : {"libc.so", "libm.so", "libstdc++", "libgcc_s", "ld-linux", "linux-vdso",
-                             "libpthread", "libasan", "libtsan", "libubsan"})
+                             "libpthread", "libasan", "libtsan", "libubsan", "libtbb.so"})
         if (begins_with(library, name))
             return true;
     return false;
@@ -50,7 +64,7 @@ bool is_system(char const* library)
 /// What a handler may say without memory of its own.
 struct Place {
     char text[256] = "unknown";
-    bool is_ours = false, is_system = false;
+    bool is_known = false, is_ours = false, is_system = false;
 };
 
 Place place_of(void* address)
@@ -60,7 +74,8 @@ Place place_of(void* address)
     if (!dladdr(address, &info) || !info.dli_fname)
         return place;
     char const* const library = base_name(info.dli_fname);
-    place.is_ours = begins_with(library, "libzv_") || begins_with(library, "zv_torture");
+    place.is_known = true;
+    place.is_ours = begins_with(library, "libzv_") || is_program(library);
     place.is_system = is_system(library);
     if (info.dli_sname)
         std::snprintf(place.text, sizeof place.text, "%s: %s", library, info.dli_sname);
@@ -70,41 +85,78 @@ Place place_of(void* address)
     return place;
 }
 
-/// Notes the innermost frame that is neither the C library nor one of the first `skipped`.
-void note_end(EndKind kind, int skipped)
+/// Says whose fault it was; true once that is settled.
+bool blame(void* address)
+{
+    Place const place = place_of(address);
+    if (!place.is_known || place.is_system)
+        return false;
+    if (is_program(place.text) && is_program(s_notes->end_frame))
+        return false;  // the innermost of its frames stands
+    std::memcpy(s_notes->end_frame, place.text, sizeof place.text);
+    s_notes->end_is_ours = place.is_ours;
+    // This program stands in front of the allocator and behind everything: it is to blame where nobody else is.
+    return !is_program(place.text);
+}
+
+/// Notes the innermost frame that is neither the C library nor one of the first `skipped`. A stack that leads to nobody is
+/// ours: who jumps to nowhere, or spoils the stack, leaves none.
+void note_end(EndKind kind, int skipped, void* caller = nullptr)
 {
     int expected = END_NONE;
     if (!s_notes || !s_notes->end_kind.compare_exchange_strong(expected, kind))
         return;
+    std::strcpy(s_notes->end_frame, "nowhere");
+    s_notes->end_is_ours = true;
+    if (caller && blame(caller))
+        return;
     void* frames[kMaximumFrames];
     int const count = backtrace(frames, kMaximumFrames);
-    for (int i = skipped; i < count; ++i) {
-        Place const place = place_of(frames[i]);
-        if (place.is_system)
-            continue;
-        std::memcpy(s_notes->end_frame, place.text, sizeof place.text);
-        s_notes->end_is_ours = place.is_ours;
-        // This program stands in front of the allocator and behind everything: it is to blame where nobody else is.
-        if (!begins_with(place.text, "zv_torture"))
+    for (int i = skipped; i < count; ++i)
+        if (blame(frames[i]))
             return;
-    }
+}
+
+/// Who called what is no code: the stack cannot be walked from there, but its last word says where to return to.
+void* caller_of_nowhere([[maybe_unused]] void* context)
+{
+#if defined(__x86_64__)
+    auto const& registers = static_cast<ucontext_t*>(context)->uc_mcontext.gregs;
+    if (!place_of(reinterpret_cast<void*>(registers[REG_RIP])).is_known)
+        return *reinterpret_cast<void**>(registers[REG_RSP]);
+#endif
+    return nullptr;
 }
 
 // note_end and the handler itself.
 constexpr int kHandlerFrames = 2;
 
-void on_crash(int signal)
+void on_crash(int signal, siginfo_t*, void* context)
 {
-    note_end(END_SIGNAL, kHandlerFrames);
+    note_end(END_SIGNAL, kHandlerFrames, signal == SIGSEGV ? caller_of_nowhere(context) : nullptr);
     _exit(128 + signal);
 }
 
-void on_time(int)
+double seconds_of_this_thread()
 {
-    // The load runs on the main thread, and waits there for others.
-    if (!pthread_equal(pthread_self(), s_main_thread)) {
+    timespec time{};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+    return double(time.tv_sec) + double(time.tv_nsec) * 1e-9;
+}
+
+/// The case runs on the main thread. Where that waits for one that works, that one is asked.
+void on_time(int, siginfo_t*, void*)
+{
+    bool const is_main = pthread_equal(pthread_self(), s_main_thread);
+    if (!is_main && s_asked_thread != gettid()) {
         pthread_kill(s_main_thread, SIGPROF);
         return;
+    }
+    if (is_main && s_asked_thread == 0 &&
+        seconds_of_this_thread() - s_main_begin < s_processor_seconds * 0.5) {
+        s_asked_thread = working_thread();
+        if (s_asked_thread != 0 && tgkill(getpid(), s_asked_thread, SIGPROF) == 0)
+            sleep(1);  // it ends the process
     }
     note_end(END_TIME, kHandlerFrames);
     _exit(kEndedBadly);
@@ -116,11 +168,11 @@ void on_exit_call()
     _exit(kEndedBadly);
 }
 
-void handle(int signal, void (*handler)(int))
+void handle(int signal, void (*handler)(int, siginfo_t*, void*))
 {
     struct sigaction action {};
-    action.sa_handler = handler;
-    action.sa_flags = SA_ONSTACK;
+    action.sa_sigaction = handler;
+    action.sa_flags = SA_ONSTACK | SA_SIGINFO;
     sigaction(signal, &action, nullptr);
 }
 
@@ -150,6 +202,8 @@ void watch_ends(Notes& notes)
 
 void limit_processor_time(int seconds)
 {
+    s_processor_seconds = seconds;
+    s_main_begin = seconds_of_this_thread();
     itimerval const timer{{0, 0}, {seconds, 0}};
     setitimer(ITIMER_PROF, &timer, nullptr);
 }

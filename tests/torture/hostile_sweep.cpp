@@ -18,7 +18,6 @@
 #include "tests/support/pictures.h"
 #include "tests/torture/damage.h"
 #include "tests/torture/digest.h"
-#include "tests/torture/open_files.h"
 #include "tests/torture/source_pictures.h"
 #include "tests/torture/sweeps.h"
 
@@ -134,7 +133,6 @@ public:
 
     void run(long long number, Notes& notes) override
     {
-        int const open_files_before = count_open_files();
         std::string const path = m_folder + "/variant" + fs::path(source(number)).extension().string();
         write_variant(number, path);
         notes.count(kRow, "files");
@@ -142,12 +140,8 @@ public:
         for (int set = 0; set < kOptionSets; ++set)
             load(path, number, set, notes);
         load_plate(path, notes);
-        if (count_open_files() > open_files_before)
-            notes.count(kRow, "times a library left the file open: " +
-                                  fs::path(source(number)).extension().string());
     }
 
-    int memory_megabytes() const override { return 8192; }
     bool is_parallel() const override { return true; }
 
 private:

@@ -1,13 +1,11 @@
 // Trials of the module under conditions that real nights bring: zv_torture [--minutes N] [--total-seconds N]
 // [--corpus FOLDER] [--seed S] [--cases N] [--folder FOLDER] [SWEEP...]
-#include <cstdlib>
-#include <cstring>
 #include <filesystem>
 #include <iostream>
 #include <stdexcept>
 
 #include "tests/support/temp_dir.h"
-#include "tests/torture/driver.h"
+#include "tests/torture/arguments.h"
 #include "tests/torture/report.h"
 #include "tests/torture/sweeps.h"
 
@@ -19,66 +17,6 @@ namespace {
 constexpr double kLastCases = 0.03;
 // A sweep of one long case needs some time for its process to start, and for its files.
 constexpr double kStartSeconds = 3;
-
-struct Arguments {
-    Orders orders;
-    double seconds = 60;
-    long long most_cases = -1;
-    std::vector<std::string> sweeps;
-    // Of a child.
-    std::string child, notes;
-    Share share;
-};
-
-Arguments parse(int count, char** words)
-{
-    Arguments result;
-    for (int i = 1; i < count; ++i) {
-        std::string const word = words[i];
-        auto const value = [&]() -> std::string {
-            if (++i >= count)
-                throw std::invalid_argument(word + " needs a value");
-            return words[i];
-        };
-        if (word == "--minutes")
-            result.seconds = std::stod(value()) * 60;
-        else if (word == "--total-seconds")
-            result.seconds = std::stod(value());
-        else if (word == "--corpus")
-            result.orders.corpus = value();
-        else if (word == "--seed")
-            result.orders.seed = std::stoull(value());
-        else if (word == "--cases")
-            result.most_cases = std::stoll(value());
-        else if (word == "--folder")
-            result.orders.folder = value();
-        else if (word == "--seconds")
-            result.orders.seconds = std::stoi(value());
-        else if (word == "--child")
-            result.child = value();
-        else if (word == "--worker")
-            result.orders.worker = std::stoi(value());
-        else if (word == "--notes")
-            result.notes = value();
-        else if (word == "--first")
-            result.share.first = std::stoll(value());
-        else if (word == "--count")
-            result.share.count = std::stoll(value());
-        else if (word == "--step")
-            result.share.step = std::stoll(value());
-        else if (word == "--seconds-left")
-            result.share.seconds = std::stoll(value());
-        else if (word == "--prepare")
-            result.share.is_preparation = true;
-        else if (word == "--guarded")
-            result.share.is_guarded = true;
-        else if (word[0] != '-')
-            result.sweeps.push_back(word);
-        else
-            throw std::invalid_argument("unknown option " + word);
-    }
-    return result;
-}
 
 int run_sweeps(Arguments arguments)
 {
@@ -134,14 +72,6 @@ std::vector<SweepKind> const& sweep_kinds()
         {"hostile", "damaged pictures", 10, make_hostile_sweep},
     };
     return kinds;
-}
-
-SweepKind const& sweep_kind(std::string const& name)
-{
-    for (SweepKind const& kind : sweep_kinds())
-        if (name == kind.name)
-            return kind;
-    throw std::invalid_argument("there is no sweep " + name);
 }
 
 }  // namespace zv_torture

@@ -1,8 +1,12 @@
 #pragma once
 
 #include <dirent.h>
+#include <unistd.h>
 
 #include <cstdio>
+#include <map>
+#include <string>
+#include <string_view>
 
 namespace zv_torture {
 
@@ -16,6 +20,23 @@ inline int count_open_files()
     if (folder)
         closedir(folder);
     return count;
+}
+
+/// Files that this process has open, by their paths (those that were deleted, too), and how often.
+inline std::map<std::string, int> open_files()
+{
+    std::map<std::string, int> files;
+    DIR* const folder = opendir("/proc/self/fd");
+    while (dirent const* const entry = folder ? readdir(folder) : nullptr) {
+        char path[4096];
+        ssize_t const length = readlinkat(dirfd(folder), entry->d_name, path, sizeof path);
+        // No pipes, and not the folder that is read here.
+        if (length > 0 && path[0] == '/' && !std::string_view(path, std::size_t(length)).ends_with("/fd"))
+            ++files[std::string(path, std::size_t(length))];
+    }
+    if (folder)
+        closedir(folder);
+    return files;
 }
 
 /// Bytes of this process that lie in memory.

@@ -9,6 +9,8 @@ inline constexpr bool kIsSanitized = true;
 #else
 inline constexpr bool kIsSanitized = false;
 #endif
+/// So many times longer may a case take.
+inline constexpr int kSlowness = kIsSanitized ? 10 : 1;
 
 /// From now on what a sanitizer finds goes into the notes: a fault where the innermost frames are ours, counted where a
 /// library, which is built without one, has its part in it. Without a sanitizer nothing happens.

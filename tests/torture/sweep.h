@@ -30,10 +30,14 @@ public:
     virtual std::string describe(long long number) const = 0;
     virtual void run(long long number, Notes& notes) = 0;
 
-    /// How many cases one process takes, and the limits for them: processor seconds a case, address space in megabytes.
+    /// How many cases one process takes, and the limits for them: processor seconds a case, seconds without a sign of life,
+    /// megabytes of memory.
     virtual int cases_a_process() const { return 200; }
     virtual int processor_seconds() const { return 10; }
-    virtual int memory_megabytes() const { return 0; }
+    virtual int silent_seconds() const { return 30; }
+    virtual int memory_megabytes() const { return 8192; }
+    /// How often a case may leave each file open: textures keep theirs, to look into them again.
+    virtual int kept_open() const { return 0; }
     /// Whether several processes may run cases at once.
     virtual bool is_parallel() const { return false; }
     /// Whether the cases come in the order of their numbers, and not far apart from each other.

@@ -101,6 +101,7 @@ public:
     }
 
     int processor_seconds() const override { return 0; }
+    int kept_open() const override { return 1; }
     int cases_a_process() const override { return 1; }
 
 private:

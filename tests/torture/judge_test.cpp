@@ -1,0 +1,270 @@
+#include <OpenImageIO/strutil.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <fstream>
+#include <stdexcept>
+#include <thread>
+
+#include "tests/support/temp_dir.h"
+#include "tests/torture/allocations.h"
+#include "tests/torture/arguments.h"
+#include "tests/torture/run_program.h"
+#include "tests/torture/sanitizers.h"
+#include "tests/torture/save_forms.h"
+
+// The judge of the trials, before planted faults: whose it calls each. This program is its own child, as zv_torture is.
+
+namespace {
+
+using namespace zv_torture;
+
+enum class Verdict { NOTHING, OURS, LIBRARYS };
+
+/// A case that behaves as told, and what has to come of it.
+struct Plant {
+    char const* name;
+    Verdict verdict;
+    void (*run)(Notes& notes);
+    char const* text;  // a part of what is said of it
+};
+
+// What the compiler must not see through.
+template <class T>
+T hidden(T value)
+{
+    T volatile copy = value;
+    return copy;
+}
+
+void call(std::uintptr_t address)
+{
+    reinterpret_cast<void (*)()>(hidden(address))();
+    hidden(0);  // so that this is a call and no jump
+}
+
+/// An address that no process has, handed to a library that reads from it.
+void crash_in_a_library()
+{
+    hidden(
+        OIIO::Strutil::iequals(OIIO::string_view(hidden(reinterpret_cast<char const*>(16)), 8), "tiffiles"));
+}
+
+/// What lies behind the 8 bytes that the allocator adds stays whole, so that only guarded memory tells of it.
+[[maybe_unused]] void spoil_the_heap()
+{
+    std::unique_ptr<char[]> const memory(new char[hidden(256)]);
+    char volatile* const bytes = memory.get();
+    bytes[hidden(256)] = 1;
+}
+
+void spin()
+{
+    while (hidden(true))
+        ;
+}
+
+std::string file_of_process_number;
+
+}  // namespace
+
+/// Has a name that stacks tell.
+extern "C" [[gnu::noinline, gnu::visibility("default")]] void zv_planted_spin()
+{
+    spin();
+}
+
+namespace {
+
+Plant const kPlants[] = {
+    {"nothing", Verdict::NOTHING, [](Notes&) {}, ""},
+    {"an exception", Verdict::OURS, [](Notes&) { throw std::runtime_error("planted"); }, "escaped: planted"},
+    {"another exception", Verdict::OURS, [](Notes&) { throw 1; }, "escaped"},
+    {"an exception out of a thread", Verdict::OURS,
+     [](Notes&) { std::thread([] { throw std::runtime_error("planted"); }).join(); }, "crash in"},
+    {"abort", Verdict::OURS, [](Notes&) { std::abort(); }, "crash in"},
+    {"exit", Verdict::OURS, [](Notes&) { std::exit(0); }, "exit by"},
+    {"_exit", Verdict::OURS, [](Notes&) { _exit(0); }, "ended by"},
+    {"kill", Verdict::OURS, [](Notes&) { raise(SIGKILL); }, "ended by signal 9"},
+    {"a spin", Verdict::OURS, [](Notes&) { spin(); }, "time used up in"},
+    {"a spin that the main thread waits for", Verdict::OURS,
+     [](Notes&) { std::thread(zv_planted_spin).join(); }, "zv_planted_spin"},
+    {"null read", Verdict::OURS, [](Notes&) { hidden(*hidden(static_cast<int*>(nullptr))); }, "crash in"},
+    {"null called", Verdict::OURS, [](Notes&) { call(0); }, "crash in"},
+    {"a wild jump", Verdict::OURS, [](Notes&) { call(0x1234567890); }, "crash in"},
+    {"a thread that reads null", Verdict::OURS,
+     [](Notes&) { std::thread([] { hidden(*hidden(static_cast<int*>(nullptr))); }).join(); }, "crash in"},
+    {"a file left open", Verdict::OURS, [](Notes&) { hidden(std::fopen("/proc/self/exe", "r")); },
+     "left open"},
+    {"a false success", Verdict::OURS,
+     [](Notes& notes) { check_failed_save(ImageIO::SAVING_STATUS_SUCCESS, 1, "", {}, "row", notes); },
+     "false success"},
+    {"a silent failure", Verdict::OURS,
+     [](Notes& notes) { check_failed_save(ImageIO::SAVING_STATUS_WRITE_FAILED, 0, "", {}, "row", notes); },
+     "without a word"},
+    {"a library's crash", Verdict::LIBRARYS, [](Notes&) { crash_in_a_library(); },
+     "crash in libOpenImageIO_Util"},
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+    {"a library's crash behind a spoilt heap of ours", Verdict::OURS,
+     [](Notes&) {
+         spoil_the_heap();
+         crash_in_a_library();
+     },
+     "crash in zv_t"},
+#endif
+    {"a wait for a program that does not end", Verdict::OURS,
+     [](Notes&) {
+         run_program({"/bin/sh", "-c", "echo $$ >" + file_of_process_number + "; exec sleep 600"});
+     },
+     "time used up in"},
+};
+
+class PlantedSweep : public Sweep {
+public:
+    long long begin(Orders const& orders, Notes&) override
+    {
+        file_of_process_number = orders.folder + "/process" + std::to_string(orders.worker);
+        return std::size(kPlants);
+    }
+    std::string describe(long long number) const override { return kPlants[number].name; }
+    void run(long long number, Notes& notes) override { kPlants[number].run(notes); }
+
+    int processor_seconds() const override { return 1; }
+    int silent_seconds() const override { return 4; }
+    bool is_parallel() const override { return true; }
+};
+
+/// What only a sanitizer sees.
+class SanitizedSweep : public Sweep {
+public:
+    long long begin(Orders const&, Notes&) override { return 1; }
+    std::string describe(long long) const override { return "a leak and a race"; }
+    void run(long long, Notes&) override
+    {
+        hidden(new int[100]);
+        int shared = 0;
+        auto const write = [&] {
+            for (int i = 0; i < 1000; ++i)
+                *hidden(&shared) = i;
+        };
+        std::thread other(write);
+        write();
+        other.join();
+    }
+};
+
+/// What the numbers of cases are, and in which order.
+class CountingSweep : public Sweep {
+public:
+    long long begin(Orders const&, Notes&) override { return 100; }
+    std::string describe(long long number) const override { return std::to_string(number); }
+    void run(long long number, Notes& notes) override { notes.count("cases", describe(number)); }
+};
+
+template <class Kind>
+std::unique_ptr<Sweep> make()
+{
+    return std::make_unique<Kind>();
+}
+
+bool ends_with_name(std::string const& text, char const* name)
+{
+    return text.ends_with("[" + std::string(name) + "]");
+}
+
+TEST(Judge, CallsEachPlantedFaultByItsOwner)
+{
+    zv_test::TempDir const folder;
+    Orders orders;
+    orders.folder = folder.path().string();
+
+    Result const result = drive("planted", orders, std::chrono::minutes(10));
+
+    EXPECT_EQ(result.all_cases, std::ssize(kPlants));
+    for (Plant const& plant : kPlants) {
+        auto const fault =
+            std::find_if(result.faults.begin(), result.faults.end(),
+                         [&](std::string const& text) { return ends_with_name(text, plant.name); });
+        auto const end = std::find_if(result.library_ends.begin(), result.library_ends.end(),
+                                      [&](auto const& entry) { return entry.second.example == plant.name; });
+        EXPECT_EQ(fault != result.faults.end(), plant.verdict == Verdict::OURS) << plant.name;
+        EXPECT_EQ(end != result.library_ends.end(), plant.verdict == Verdict::LIBRARYS) << plant.name;
+        if (kIsSanitized)
+            continue;  // it has words of its own
+        if (fault != result.faults.end()) {
+            EXPECT_NE(fault->find(plant.text), std::string::npos) << plant.name << ": " << *fault;
+        } else if (end != result.library_ends.end()) {
+            EXPECT_NE(end->first.find(plant.text), std::string::npos) << plant.name << ": " << end->first;
+        }
+    }
+    for (auto const& entry : std::filesystem::directory_iterator(folder.path()))
+        if (entry.path().filename().string().starts_with("process")) {
+            int number = 0;
+            std::ifstream(entry.path()) >> number;
+            EXPECT_GT(number, 1);
+            EXPECT_NE(kill(number, 0), 0) << "a program outlives the process that waited for it";
+        }
+}
+
+TEST(Judge, CallsAPlantedLeakAndRaceOursWhereASanitizerSeesThem)
+{
+    zv_test::TempDir const folder;
+    Orders orders;
+    orders.folder = folder.path().string();
+
+    Result const result = drive("sanitized", orders, std::chrono::minutes(1));
+
+    EXPECT_EQ(result.faults.empty(), !kIsSanitized);
+#if defined(__SANITIZE_ADDRESS__)
+    EXPECT_NE(result.faults.at(0).find("leak"), std::string::npos);
+#elif defined(__SANITIZE_THREAD__)
+    EXPECT_NE(result.faults.at(0).find("race"), std::string::npos);
+#endif
+}
+
+std::map<std::string, unsigned long long> cases_of_seed(unsigned long long seed, long long most)
+{
+    zv_test::TempDir const folder;
+    Orders orders;
+    orders.folder = folder.path().string();
+    orders.seed = seed;
+    return drive("counting", orders, std::chrono::minutes(1), most).rows["cases"];
+}
+
+TEST(Judge, EachSeedTakesAShareOfItsOwn)
+{
+    auto const all = cases_of_seed(7, 100);
+    auto const some = cases_of_seed(1, 10);
+
+    EXPECT_EQ(all.size(), 100u);
+    EXPECT_EQ(some.size(), 10u);
+    EXPECT_EQ(cases_of_seed(1, 10), some);
+    EXPECT_NE(cases_of_seed(2, 10), some);
+}
+
+}  // namespace
+
+namespace zv_torture {
+
+std::vector<SweepKind> const& sweep_kinds()
+{
+    static std::vector<SweepKind> const kinds = {
+        {"planted", "planted faults", 1, make<PlantedSweep>},
+        {"sanitized", "what a sanitizer sees", 1, make<SanitizedSweep>},
+        {"counting", "numbers of cases", 1, make<CountingSweep>}};
+    return kinds;
+}
+
+}  // namespace zv_torture
+
+int main(int count, char** words)
+{
+    if (count > 1 && std::string(words[1]) == "--child") {
+        Arguments const arguments = parse(count, words);
+        run_child(arguments.child, arguments.orders, arguments.notes, arguments.share);
+    }
+    testing::InitGoogleTest(&count, words);
+    return RUN_ALL_TESTS();
+}
