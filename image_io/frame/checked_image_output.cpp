@@ -90,9 +90,15 @@ try {
     FileSizeSignalHold const hold;
     std::string error;
     try {
-        if (call())
+        bool const is_done = call();
+        if (m_memory && hold.is_raised()) {  // a limit that came after the file was opened
+            m_has_trouble = true;
+            error = std::generic_category().message(EFBIG);
+        } else if (is_done) {
             return true;
-        error = m_writer->geterror();
+        } else {
+            error = m_writer->geterror();
+        }
     } catch (std::exception const& exception) {
         m_has_trouble = true;
         error = exception.what();

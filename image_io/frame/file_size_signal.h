@@ -16,8 +16,7 @@ public:
     {
         sigemptyset(&m_signal);
         sigaddset(&m_signal, SIGXFSZ);
-        sigset_t pending;
-        m_was_pending = sigpending(&pending) == 0 && sigismember(&pending, SIGXFSZ) == 1;
+        m_was_pending = is_pending();
         pthread_sigmask(SIG_BLOCK, &m_signal, &m_before);
     }
     ~FileSizeSignalHold()
@@ -27,10 +26,18 @@ public:
             sigtimedwait(&m_signal, nullptr, &at_once);
         pthread_sigmask(SIG_SETMASK, &m_before, nullptr);
     }
+    /// True if a write of this thread was refused since; not if the application ignores the signal.
+    [[nodiscard]] bool is_raised() const { return !m_was_pending && is_pending(); }
     FileSizeSignalHold(FileSizeSignalHold const&) = delete;
     FileSizeSignalHold& operator=(FileSizeSignalHold const&) = delete;
 
 private:
+    static bool is_pending()
+    {
+        sigset_t pending;
+        return sigpending(&pending) == 0 && sigismember(&pending, SIGXFSZ) == 1;
+    }
+
     sigset_t m_signal, m_before;
     bool m_was_pending;
 };

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstring>
 #include <filesystem>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
@@ -232,6 +233,25 @@ TEST_P(WriterWithItsOwnFile, IsNotOpenedWhereFilesAreLimitedBelowItsLargest)
 
         EXPECT_FALSE(std::filesystem::exists(m_path)) << limit;
     }
+}
+
+TEST_P(WriterWithItsOwnFile, ForgetsNoByteThatIsRefusedForATime)
+{
+    auto const output = CheckedImageOutput::make(m_path);
+    int const size = GetParam() == std::string("ico") ? 128 : 512;  // more than its buffers hold
+    int const channels = GetParam() == std::string("zfile") ? 1 : 3;
+    std::vector<float> const row(std::size_t(size) * 3, 0.5f);
+    ASSERT_TRUE(output->open(m_path, picture_spec(size, size, channels, TypeDesc::UINT8)));
+    {
+        std::optional<FileSizeLimit> refused(0);
+        for (int y = 0; y < size; ++y)
+            output->write_scanline(y, 0, TypeDesc::FLOAT, row.data(), OIIO::AutoStride);
+        if (GetParam() != std::string("heic"))  // which writes all of it at the end
+            refused.reset();
+        EXPECT_FALSE(output->close());
+    }
+    EXPECT_THAT(output->geterror(), testing::HasSubstr("File too large"));
+    EXPECT_FALSE(std::filesystem::exists(m_path));
 }
 
 TEST(CheckedImageOutput, RemovesOnlyAFileThatItCreated)

@@ -1,6 +1,5 @@
 #include <filesystem>
 
-#include "host/app_base/app_progress_bar.h"
 #include "tests/save/file_size_limit.h"
 #include "tests/support/log_capture.h"
 #include "tests/support/pictures.h"
@@ -17,32 +16,7 @@ namespace fs = std::filesystem;
 
 constexpr long long kEnd = 1024;                      // bytes at either end of a file that come first
 constexpr int kLargeWidth = 200, kLargeHeight = 180;  // more than the buffers of the writers hold
-constexpr long long kPauses = 16;                     // of each form
-constexpr long long kFirstPause = 9;                  // the others far from each other
 constexpr long long kPauseEvery = 8;                  // cases
-
-/// A disk that takes nothing between two calls of the bar, and all before and behind.
-class PausedDisk : public AppProgressBar {
-public:
-    explicit PausedDisk(long long refused_call)
-        : AppProgressBar("refused")
-        , m_refused_call(refused_call)
-    {
-    }
-    [[nodiscard]] long long calls() const { return m_calls; }
-
-protected:
-    void on_change(float) override
-    {
-        m_limit.reset();
-        if (m_calls++ == m_refused_call)
-            m_limit = std::make_unique<zv_test::FileSizeLimit>(0);
-    }
-
-private:
-    long long m_refused_call, m_calls = 0;
-    std::unique_ptr<zv_test::FileSizeLimit> m_limit;
-};
 
 class RefusedSweep : public Sweep {
 public:
@@ -65,7 +39,9 @@ public:
         for (SaveForm const& form : save_forms()) {
             notes.begin_step();
             bytes.push_back(add_form(form));
-            pauses.push_back(bytes.back() > 0 && is_told_of(form) ? kPauses : 0);
+            // Icons are never large.
+            bool const has_pauses = form.in_regions && bytes.back() > 0 && form.extension != ".ico";
+            pauses.push_back(has_pauses ? m_large_saver.region_count(form) : 0);
         }
         m_bytes = Turns(bytes);
         m_pauses = Turns(pauses);
@@ -78,7 +54,7 @@ public:
         SaveForm const& form = found.measured->form;
         return form.name + ", " + row(*found.measured) +
                (found.is_pause
-                    ? ", for a time, the " + std::to_string(found.at) + "th"
+                    ? ", region " + std::to_string(found.at)
                     : ", byte " + std::to_string(found.at) + " of " + std::to_string(found.measured->size));
     }
 
@@ -87,7 +63,7 @@ public:
         Case const at = case_of(number);
         empty_folder(m_folder);  // of what a case left that ended early
         if (at.is_pause)
-            refuse_for_a_time(at, notes);
+            refuse_region(at, notes);
         else
             refuse_byte(at, notes);
         empty_folder(m_folder);
@@ -109,23 +85,14 @@ private:
     struct Large {
         FileSizes files;
         unsigned long long digest = 0;
-        long long calls = 0;  // of the bar
     };
     struct Case {
         Measured const* measured;
         bool is_pause;
-        long long at;  // the byte, or which of the pauses
+        long long at;  // the byte, or the region while which nothing is taken
     };
 
     std::string path_of(SaveForm const& form) const { return m_folder + "/saved" + form.extension; }
-
-    /// Whether the bar hears of the save while it writes. Icons are never large.
-    static bool is_told_of(SaveForm const& form)
-    {
-        bool const is_simple =
-            form.format >= ImageIOFileFormat::SAVE_JPEG && form.format <= ImageIOFileFormat::SAVE_PNG16;
-        return !form.in_regions && !is_simple && form.extension != ".ico";
-    }
 
     /// Gives the number of bytes that there are to refuse: none if the format's writer does not take such a picture.
     long long add_form(SaveForm const& form)
@@ -199,27 +166,26 @@ private:
     {
         auto const [found, is_new] = m_large.try_emplace(&measured);
         if (is_new) {
-            PausedDisk never(-1);
-            static_cast<void>(m_large_saver.save(measured.form, path_of(measured.form), &never));
-            found->second = {file_sizes(m_folder), digest_of_files(), never.calls()};
+            static_cast<void>(m_large_saver.save(measured.form, path_of(measured.form)));
+            found->second = {file_sizes(m_folder), digest_of_files()};
             empty_folder(m_folder);
         }
         return found->second;
     }
 
     /// What is refused, and would be taken a moment later, is missing in the file all the same.
-    void refuse_for_a_time(Case const& at, Notes& notes)
+    void refuse_region(Case const& at, Notes& notes)
     {
         Large const& large = large_of(*at.measured);
         std::size_t line_count = 0;
         auto status = ImageIO::SAVING_STATUS_SUCCESS;
         {
             zv_test::LogCapture const log(1);
-            PausedDisk disk((at.at * kFirstPause + kFirstPause) % kPauses * large.calls / kPauses);
-            status = m_large_saver.save(at.measured->form, path_of(at.measured->form), &disk);
+            status =
+                m_large_saver.save(at.measured->form, path_of(at.measured->form), static_cast<int>(at.at));
             line_count = log.lines().size();
         }
-        std::string const row_name = "refused for a time: " + at.measured->form.group;
+        std::string const row_name = "refused while one region is written: " + at.measured->form.group;
         if (status != ImageIO::SAVING_STATUS_SUCCESS)
             check_failed_save(status, line_count, m_folder, large.files, row_name, notes);
         else if (file_sizes(m_folder) != large.files || digest_of_files() != large.digest)

@@ -45,14 +45,16 @@ class FormSaver {
 public:
     explicit FormSaver(int width = 24, int height = 35);
 
-    /// The largest status of all that was done. The bar hears of whole pictures only.
-    ImageIO::SavingStatus save(SaveForm const& form, std::string const& path,
-                               AppProgressBar* progress = nullptr);
+    /// The largest status of all that was done. Of a save in regions the disk takes nothing while that one is written.
+    ImageIO::SavingStatus save(SaveForm const& form, std::string const& path, int refused_region = -1);
+    /// Of a save in regions.
+    [[nodiscard]] int region_count(SaveForm const& form) const;
 
 private:
     zv_test::TestCanvas const& canvas_of(SaveForm const& form) const;
-    ImageIO::SavingStatus save_in_regions(SaveForm const& form, zv_test::TestCanvas const& canvas,
-                                          ImageSaveOptions const& options, std::string const& path);
+    [[nodiscard]] std::vector<GMathVec4<int>> regions(SaveForm const& form) const;
+    ImageIO::SavingStatus save_in_regions(SaveForm const& form, ImageSaveOptions const& options,
+                                          std::string const& path, int refused_region);
 
     OfApp m_app;
     zv_test::TestCanvas m_canvas;                         // with layers
