@@ -63,6 +63,7 @@ Outcome save(FormSaver& saver, SaveForm const& form, std::string const& parent)
     // Several threads may save at once.
     static std::atomic<unsigned> next = 0;
     std::string const folder = parent + "/saved" + std::to_string(next++);
+    fs::remove_all(folder);  // what a process left that ended in the middle of a save
     fs::create_directory(folder);
     Outcome outcome;
     outcome.claims_success =
