@@ -196,6 +196,7 @@ bool CheckedImageOutput::close_and_keep()
 /// What a writer left in memory goes to the file.
 void CheckedImageOutput::copy_memory() noexcept
 try {
+    FileSizeSignalHold const hold;
     if (m_memory && !m_memory->copy_to(*m_file)) {
         m_has_trouble = true;
         refuse(std::generic_category().message(errno));
