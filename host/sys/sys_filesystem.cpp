@@ -64,7 +64,7 @@ void SysFilesystem::format_path(CoreString& path)
         return;
     path.replace('\\', kSeparator);
     std::string shortest = std::filesystem::path(path.view()).lexically_normal().native();
-    if (shortest.size() > 1 && shortest.back() == kSeparator)
+    while (shortest.size() > 1 && shortest.back() == kSeparator)  // of many in a row two are left
         shortest.pop_back();
     path = CoreString(std::string_view(shortest));
 }

@@ -147,6 +147,12 @@ TEST(SysFilesystem, FormatsSeparatorsOfOtherSystems)
     EXPECT_EQ(formatted("\\a\\\\b\\..\\c.exr"), "/a/c.exr");
 }
 
+TEST(SysFilesystem, ManySeparatorsAloneAreTheRoot)
+{
+    for (char const* text : {"/", "//", "///", "////", "\\\\\\", "///."})
+        EXPECT_EQ(formatted(text), "/") << text;
+}
+
 TEST(SysFilesystem, FormattingTwiceChangesNothingMore)
 {
     for (char const* text : {"/a//b/./c.exr", "a/..", "a/../..", "//a", "/a/b/../../.."}) {
