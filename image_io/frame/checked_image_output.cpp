@@ -253,8 +253,7 @@ bool CheckedImageOutput::write_scanline(int y, int z, OIIO::TypeDesc format, voi
 bool CheckedImageOutput::write_scanlines(int begin_y, int end_y, int z, OIIO::TypeDesc format,
                                          void const* data, OIIO::stride_t x_stride, OIIO::stride_t y_stride)
 {
-    if (m_is_open && !m_row.empty())
-        // row by row
+    if (m_is_open && !m_row.empty())  // one row a call, so that each is readable to its end
         return ImageOutput::write_scanlines(begin_y, end_y, z, format, data, x_stride, y_stride);
     return forward_in_turn(
         [&] { return m_order.take_rows(begin_y, end_y); },

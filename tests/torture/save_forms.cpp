@@ -129,8 +129,7 @@ zv_test::TestCanvas const& FormSaver::canvas_of(SaveForm const& form) const
 {
     if (form.extension == ".zfile")
         return m_depth_canvas;
-    return form.extension == ".hdr" || form.extension == ".ppm" || form.extension == ".heic" ? m_opaque_canvas
-                                                                                             : m_canvas;
+    return form.extension == ".hdr" || form.extension == ".heic" ? m_opaque_canvas : m_canvas;
 }
 
 std::vector<GMathVec4<int>> FormSaver::regions(SaveForm const& form) const
