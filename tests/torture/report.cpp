@@ -15,7 +15,7 @@ namespace zv_torture {
 namespace {
 
 // Damage has no end of variants.
-constexpr long long kCountless = 1000000;
+constexpr long long kCountless = 10000000;
 
 /// "crash in libfoo.so: _ZN..." with the name as it stands in the source.
 std::string readable(std::string const& text)
