@@ -105,6 +105,7 @@ struct Planner {
     GMathVec4<int> const& region;
     GMathVec4<int> const& canvas_rectangle;
     ImageIOOutputs& outputs;
+    unsigned int first_output = 0;
 
     std::unique_ptr<ImageIOOutput> make_output(CoreString const& name, CoreString const& filename) const
     {
@@ -113,8 +114,10 @@ struct Planner {
 
     Status open_and_add(std::unique_ptr<ImageIOOutput> output, ImageSaveOptions const& options) const
     {
-        if (!output->open(app, options, region, canvas_rectangle, map.m_tile_size))
+        if (!output->open(app, options, region, canvas_rectangle, map.m_tile_size)) {
+            outputs.drop_empty_files(first_output);
             return ImageIO::SAVING_STATUS_CANNOT_WRITE_FILE;
+        }
         outputs.add_new(output.release());
         return ImageIO::SAVING_STATUS_SUCCESS;
     }
@@ -172,7 +175,7 @@ try {
         return ImageIO::SAVING_STATUS_NOTHING_TO_SAVE;
     OutputSettings const settings = settings_of(app);
     Plan const plan = choose_plan(settings, options.format, *map);
-    Planner const planner{app, *map, region, canvas_rectangle, outputs};
+    Planner const planner{app, *map, region, canvas_rectangle, outputs, outputs.get_count()};
     return plan.is_split ? planner.plan_split_files(options, filename, settings.aovs_only)
                          : planner.plan_one_file(options, filename, plan.selection);
 } catch (...) {

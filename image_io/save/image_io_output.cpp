@@ -13,6 +13,7 @@
 #include "host/image/image_map.h"
 #include "host/image/image_map_pyramid.h"
 #include "host/of/of_app.h"
+#include "image_io/frame/checked_image_output.h"
 #include "image_io/frame/log_line.h"
 #include "image_io/pixels/window.h"
 #include "image_io/save/exr_file.h"
@@ -69,7 +70,8 @@ try {
     if (m_is_nobodys)
         return false;
     close_file();
-    m_was_written = m_has_failed = false;
+    m_was_written = m_has_failed = m_is_dropped = false;
+    m_is_empty = true;
     m_tile_size = tile_size;
     m_write_mode = app && app->tiling_mode != 0 && tile_size != 0 ? WRITE_MODE_TILED : WRITE_MODE_SCANLINE;
     m_color_space = CoreString::after_first(options.color_space,
@@ -159,6 +161,7 @@ try {
     if (!is_writable())
         return write_fail();
     m_was_written = true;
+    m_is_empty = m_is_dropped = false;
     bool const is_written =
         m_write_type == WRITE_TYPE_EXR ? write_exr(context, progress) : write_oiio(context, progress);
     m_has_failed = !is_written;
@@ -198,6 +201,7 @@ try {
     Window const part = clip(region);
     if (part.is_empty())
         return ImageIO::SAVING_STATUS_SUCCESS;
+    m_is_empty = m_is_dropped = false;
     log_line(kLogInformation, "Saving ", m_write_mode == WRITE_MODE_TILED ? "tiled" : "scanline", " region (",
              part.x, ", ", part.y, ", ", part.width, ", ", part.height, ")...\n");
     bool const is_written = m_write_type == WRITE_TYPE_EXR
@@ -268,16 +272,19 @@ void ImageIOOutput::close_oiio()
         log_line(kLogError, "Error while closing '", m_filename, "'.\n");
         log_oiio_error();
     }
+    if (m_is_dropped)
+        if (auto* const file = dynamic_cast<zv_image_io::CheckedImageOutput*>(m_oiio_file.get()))
+            file->remove_file();
     m_oiio_file.reset();
 }
 
-/// A file that nobody called `write` for keeps what was handed over. One that failed goes away.
+/// A file that nobody called `write` for keeps what was handed over. One that failed, or is dropped, goes away.
 template <class File>
 void ImageIOOutput::close_exr(std::unique_ptr<File>& file)
 {
     if (!file)
         return;
-    if (file->is_open() && !m_has_failed && !file->has_failed()) {
+    if (file->is_open() && !m_has_failed && !m_is_dropped && !file->has_failed()) {
         try {
             file->finish_early();
         } catch (...) {
@@ -302,6 +309,11 @@ try {
     m_write_type = WRITE_TYPE_CLOSED;
 } catch (...) {
     m_write_type = WRITE_TYPE_CLOSED;
+}
+
+void ImageIOOutput::drop_if_empty()
+{
+    m_is_dropped = m_is_empty;
 }
 
 AppBase* ImageIOOutput::get_app() const

@@ -59,6 +59,8 @@ public:
 
     /// Finishes the file as far as it is written.
     void close();
+    /// The save has failed elsewhere: a file that was given no pixels goes away when it is closed, if this object created it.
+    void drop_if_empty();
 
     AppBase* get_app() const;
     unsigned int get_channel_count() const;
@@ -117,5 +119,7 @@ private:
     ImageMap const* m_image_map;
     bool m_was_written = false;  ///< `write` was called: the file is finished, or has failed
     bool m_has_failed = false;   ///< and cannot be made whole any more
+    bool m_is_empty = true;      ///< no pixels were handed over
+    bool m_is_dropped = false;   ///< nobody wants it
     bool m_is_nobodys = false;   ///< never opens
 };

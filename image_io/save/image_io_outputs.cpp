@@ -46,3 +46,10 @@ ImageIO::SavingStatus ImageIOOutputs::write_region(ImageEvalContext& context, GM
     }
     return ImageIO::SAVING_STATUS_SUCCESS;
 }
+
+void ImageIOOutputs::drop_empty_files(unsigned int first)
+{
+    for (unsigned int index = first; index < m_outputs.get_count(); ++index)
+        if (m_outputs[index])
+            m_outputs[index]->drop_if_empty();
+}

@@ -31,6 +31,8 @@ public:
 
     /// Writes a region into each output, in order. The first status that is not success ends it.
     ImageIO::SavingStatus write_region(ImageEvalContext& context, GMathVec4<int> const& region);
+    /// The save has failed: files from the number on that were given no pixels go away when they are closed.
+    void drop_empty_files(unsigned int first = 0);
 
 private:
     CoreVector<std::shared_ptr<ImageIOOutput>> m_outputs;

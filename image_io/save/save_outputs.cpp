@@ -15,7 +15,7 @@ bool is_simple(Format::Save format)
 }
 
 /// One after the other; the first failure ends it.
-Status write_outputs(OfApp* app, ImageIOOutputs& outputs, ImageEvalContext& context, AppProgressBar* progress)
+Status write_each(OfApp* app, ImageIOOutputs& outputs, ImageEvalContext& context, AppProgressBar* progress)
 {
     for (unsigned int index = 0; index < outputs.get_count(); ++index) {
         ImageIOOutput& output = outputs[index];
@@ -30,6 +30,18 @@ Status write_outputs(OfApp* app, ImageIOOutputs& outputs, ImageEvalContext& cont
             return status;
     }
     return ImageIO::SAVING_STATUS_SUCCESS;
+}
+
+/// A failure leaves no file that has no pixels yet.
+Status write_outputs(OfApp* app, ImageIOOutputs& outputs, ImageEvalContext& context, AppProgressBar* progress)
+try {
+    Status const status = write_each(app, outputs, context, progress);
+    if (status != ImageIO::SAVING_STATUS_SUCCESS)
+        outputs.drop_empty_files();
+    return status;
+} catch (...) {
+    outputs.drop_empty_files();
+    throw;
 }
 
 }  // namespace

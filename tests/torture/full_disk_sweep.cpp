@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <limits>
 
 #include "tests/support/log_capture.h"
 #include "tests/torture/save_forms.h"
@@ -43,7 +44,7 @@ private:
 
 class FullDiskSweep : public Sweep {
 public:
-    long long begin(Orders const& orders, Notes&) override
+    long long begin(Orders const& orders, Notes& notes) override
     {
         m_folder = orders.folder + "/full_disk";
         fs::create_directories(m_folder);
@@ -51,8 +52,11 @@ public:
         if (!m_disk->is_there())
             return 1;
         std::vector<long long> pages;
-        for (SaveForm const& form : save_forms())
-            pages.push_back(add_form(form));
+        for (SaveForm const& form : save_forms()) {
+            notes.begin_step();
+            if (!is_refused_form(form))
+                pages.push_back(add_form(form));
+        }
         m_cases = Turns(pages);
         return m_cases.count();
     }
@@ -62,8 +66,8 @@ public:
         if (!m_disk->is_there())
             return "a small disk";
         Case const found = case_of(number);
-        return found.form->form.name + (found.form->form.in_regions ? ", regions" : ", whole") + ", " +
-               std::to_string(found.pages) + " pages of " + std::to_string(found.form->pages);
+        return found.form->form.name + ", " + row_of(found.form->form) + ", " + std::to_string(found.pages) +
+               " pages of " + std::to_string(found.form->pages);
     }
 
     void run(long long number, Notes& notes) override
@@ -74,11 +78,12 @@ public:
         if (!m_disk->resize(at.pages))
             return notes.fault(std::string("the disk cannot be made smaller  [") + notes.what + "]");
         zv_test::LogCapture const log(1);
-        auto const status = m_saver.save(at.form->form, path_of(at.form->form));
+        auto const status = at.form->saver->save(at.form->form, path_of(at.form->form));
         if (at.pages >= at.form->pages)
             check_success(status, *at.form, notes);
         else
-            check_failed_save(status, log.lines().size(), m_folder, at.form->files, row(*at.form), notes);
+            check_failed_save(status, log.lines().size(), m_folder, at.form->files, row(*at.form), notes,
+                              at.form->form.in_regions ? std::numeric_limits<std::size_t>::max() : 0);
         empty_folder(m_folder);
     }
 
@@ -87,7 +92,8 @@ public:
 private:
     struct Measured {
         SaveForm form;
-        FileSizes files;
+        FormSaver* saver = nullptr;
+        SavedFiles files;
         long long pages = 0;
     };
     struct Case {
@@ -97,19 +103,28 @@ private:
 
     std::string path_of(SaveForm const& form) const { return m_folder + "/saved" + form.extension; }
 
+    /// A picture that a disk of one page takes is none to fill it with.
     long long add_form(SaveForm const& form)
     {
-        bool const is_saved = m_saver.save(form, path_of(form)) == ImageIO::SAVING_STATUS_SUCCESS;
-        if (!is_saved && form.format != ImageIOFileFormat::SAVE_UNKNOWN)  // whose writers need not take it
-            throw std::runtime_error("cannot save " + form.name);
-        Measured measured{form, {}, 0};
-        if (is_saved)
-            measured.files = file_sizes(m_folder);
-        for (auto const& [name, size] : measured.files)
-            measured.pages += static_cast<long long>((size + kPage - 1) / kPage);
-        m_forms.push_back(measured);
+        for (FormSaver* saver : {&m_saver, &m_icon_saver, &m_large_saver}) {
+            Measured const measured = measure(form, *saver);
+            if (measured.pages < 2)
+                continue;
+            m_forms.push_back(measured);
+            return measured.pages;
+        }
+        throw std::runtime_error("no disk is too small for " + form.name);
+    }
+
+    Measured measure(SaveForm const& form, FormSaver& saver) const
+    {
+        if (saver.save(form, path_of(form)) != ImageIO::SAVING_STATUS_SUCCESS)
+            throw std::runtime_error("cannot save " + form.name + ", " + row_of(form));
+        Measured measured{form, &saver, saved_files(m_folder), 0};
+        for (auto const& [name, file] : measured.files)
+            measured.pages += static_cast<long long>((file.size + kPage - 1) / kPage);
         empty_folder(m_folder);
-        return measured.pages;
+        return measured;
     }
 
     /// Disks from one page to those that the files need.
@@ -119,14 +134,11 @@ private:
         return {&m_forms[turn.list], turn.at + 1};
     }
 
-    static std::string row(Measured const& measured)
-    {
-        return "full disk: " + measured.form.group + (measured.form.in_regions ? ", regions" : ", whole");
-    }
+    static std::string row(Measured const& measured) { return "full disk: " + row_of(measured.form); }
 
     void check_success(ImageIO::SavingStatus status, Measured const& form, Notes& notes) const
     {
-        if (status != ImageIO::SAVING_STATUS_SUCCESS || file_sizes(m_folder) != form.files)
+        if (status != ImageIO::SAVING_STATUS_SUCCESS || saved_files(m_folder) != form.files)
             notes.fault(std::string("a file that just fits is not saved  [") + notes.what + "]");
         else
             notes.count(row(form), "saved where it just fits");
@@ -134,7 +146,7 @@ private:
 
     std::string m_folder;
     std::unique_ptr<SmallDisk> m_disk;
-    FormSaver m_saver;
+    FormSaver m_saver, m_icon_saver{64, 60}, m_large_saver{200, 180};
     std::vector<Measured> m_forms;
     Turns m_cases;
 };

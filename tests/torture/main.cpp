@@ -68,7 +68,7 @@ std::vector<SweepKind> const& sweep_kinds()
          make_library_memory_sweep},
 #endif
         {"equality", "loads and saves beside the plain road", 1.5, make_equality_sweep},
-        {"threads", "16 threads at work at once", 1.5, make_thread_sweep},
+        {"threads", "16 threads at work at once", 2.5, make_thread_sweep},
         {"hostile", "damaged pictures", 10, make_hostile_sweep},
     };
     return kinds;

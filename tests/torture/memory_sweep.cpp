@@ -149,6 +149,8 @@ private:
         count_allocations(m_asker);
         m_outcomes.push_back(road.run());
         m_counts.push_back(stop_counting());
+        if (!m_outcomes.back().claims_success && !road.is_damaged)
+            notes.fault("does not work: " + road.name);
         if (live_allocations() != 0)
             notes.fault("a clean run keeps " + std::to_string(live_allocations()) + " allocations  [" +
                         road.name + "]");

@@ -69,19 +69,11 @@ Outcome save(FormSaver& saver, SaveForm const& form, std::string const& parent)
     outcome.claims_success =
         saver.save(form, folder + "/saved" + form.extension) == ImageIO::SAVING_STATUS_SUCCESS;
     Digest digest;
-    for (auto const& [name, size] : file_sizes(folder)) {
-        if (!outcome.claims_success) {
+    for (auto const& [name, file] : saved_files(folder))
+        if (outcome.claims_success)
+            digest.add(file.digest);
+        else
             outcome.leaves_a_file = !form.is_split;  // files of other layers are told nothing
-            break;
-        }
-        try {
-            // TIFF files hold the time of day.
-            auto const picture = zv_test::read_picture(folder + "/" + name);
-            digest.add(picture.samples.data(), picture.samples.size() * sizeof(float));
-        } catch (std::exception const&) {
-            digest.add("a file that does not read", sizeof "a file that does not read");
-        }
-    }
     outcome.digest = outcome.claims_success ? digest.value() : 0;
     fs::remove_all(folder);
     return outcome;
@@ -199,21 +191,23 @@ void add_loads(std::vector<Road>& roads, std::string const& folder)
     for (char const* name : {"lines.exr", "tiles.exr", "cut_lines.exr", "cut_tiles.exr", "strips.tif",
                              "tiles.tif", "a.png", "a.jpg", "grey.tga", "a.hdr"}) {
         std::string const path = folder + "/" + name;
-        roads.push_back({std::string("load ") + name, [path, converted] { return load(path, converted); }});
+        bool const is_cut = std::string(name).starts_with("cut_");
         roads.push_back(
-            {std::string("load ") + name + ", alpha", [path, associated] { return load(path, associated); }});
+            {std::string("load ") + name, [path, converted] { return load(path, converted); }, is_cut});
+        roads.push_back({std::string("load ") + name + ", alpha",
+                         [path, associated] { return load(path, associated); }, is_cut});
     }
 }
 
 /// Of the forms that differ little, some: each road takes its time.
 bool is_a_road(SaveForm const& form)
 {
-    if (form.format == Format::SAVE_UNKNOWN) {
-        for (char const* extension : {".heic", ".iff", ".jp2"})  // takes long; refuse
-            if (form.extension == extension)
-                return false;
+    if (form.extension == ".heic" || is_refused_form(form))  // takes long; is none
+        return false;
+    if (form.is_buffer)
+        return form.extension == ".png" || form.extension == ".exr" || form.extension == ".tif";
+    if (form.format == Format::SAVE_UNKNOWN)
         return !form.in_regions;
-    }
     if (form.extension != ".exr")
         return true;
     switch (form.compression) {

@@ -20,6 +20,7 @@ struct Outcome {
 struct Road {
     std::string name;
     std::function<Outcome()> run;
+    bool is_damaged = false;  // its picture: it need not claim success
 };
 
 /// Makes the files of the roads in a folder that exists.

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -13,8 +14,8 @@
 
 namespace zv_torture {
 
-/// A way to save: a format, its sample type, lines or tiles, whether the picture comes whole or region by region, and
-/// whether each of its layers gets a file of its own.
+/// A way to save: a format, its sample type, lines or tiles, whether the picture comes whole, region by region or as a
+/// buffer, and whether each of its layers gets a file of its own.
 struct SaveForm {
     std::string name;
     std::string group;  // the same for all compressions
@@ -24,29 +25,52 @@ struct SaveForm {
     int tiling_mode = 0;
     bool in_regions = false;
     bool is_split = false;
+    bool is_buffer = false;  // through ImageIO::save_image
 };
 
-/// Every format that there is a writer for, every OpenEXR compression, lines and tiles, whole and in regions, layers in one
-/// file and in files of their own.
+/// Every format that there is a writer for, every OpenEXR compression, lines and tiles, whole, in regions and as buffers, layers
+/// in one file and in files of their own.
 std::vector<SaveForm> save_forms();
+/// Whether the writer takes no picture of this form, disk or no disk.
+bool is_refused_form(SaveForm const& form);
+/// What a table calls it: its group, and how the picture comes.
+std::string row_of(SaveForm const& form);
 
-/// The files of a folder, by name, and their sizes.
-using FileSizes = std::map<std::string, std::size_t>;
-FileSizes file_sizes(std::string const& folder);
+/// A file as it was saved.
+struct SavedFile {
+    std::size_t size = 0;
+    unsigned long long digest = 0;  // of its samples and metadata: some formats note the time of day
+    bool operator==(SavedFile const&) const = default;
+};
+/// The files of a folder, by name.
+using SavedFiles = std::map<std::string, SavedFile>;
+SavedFiles saved_files(std::string const& folder);
 void empty_folder(std::string const& folder);
 
 /// What a save that must not succeed has to come to: a failure, at least one line that says so, and not the file that
-/// was refused; those of other layers may be there. All else is a fault; a good one counts in the row.
+/// was refused; those of other layers may be there, as `whole` has them. Saves in regions may leave what they handed over to
+/// other layers until then: files that do not reach as far as the disk, which takes nothing from `refused_from` on. All else is
+/// a fault; a good one counts in the row.
 void check_failed_save(ImageIO::SavingStatus status, std::size_t line_count, std::string const& folder,
-                       FileSizes const& whole, std::string const& row, Notes& notes);
+                       SavedFiles const& whole, std::string const& row, Notes& notes,
+                       std::size_t refused_from = 0);
 
-/// Pictures, small ones with layers if nothing else is asked for, and what it takes to save them in any form.
+/// A disk that takes no more than so many bytes a file, from the beginning of one step of a save in regions to its end: a
+/// region, or what comes behind all of them.
+struct Refusal {
+    int step = 0;
+    std::size_t bytes = 0;
+};
+
+/// Pictures, with layers and just more than a tile and a strip if nothing else is asked for, and what it takes to save them in
+/// any form.
 class FormSaver {
 public:
-    explicit FormSaver(int width = 24, int height = 35);
+    explicit FormSaver(int width = 18, int height = 33);
 
-    /// The largest status of all that was done. Of a save in regions the disk takes nothing while that one is written.
-    ImageIO::SavingStatus save(SaveForm const& form, std::string const& path, int refused_region = -1);
+    /// The largest status of all that was done. Only saves in regions have steps to refuse.
+    ImageIO::SavingStatus save(SaveForm const& form, std::string const& path,
+                               std::optional<Refusal> const& refusal = std::nullopt);
     /// Of a save in regions.
     [[nodiscard]] int region_count(SaveForm const& form) const;
 
@@ -54,7 +78,8 @@ private:
     zv_test::TestCanvas const& canvas_of(SaveForm const& form) const;
     [[nodiscard]] std::vector<GMathVec4<int>> regions(SaveForm const& form) const;
     ImageIO::SavingStatus save_in_regions(SaveForm const& form, ImageSaveOptions const& options,
-                                          std::string const& path, int refused_region);
+                                          CoreString const& path, std::optional<Refusal> const& refusal);
+    [[nodiscard]] ImageIO::SavingStatus save_buffer(SaveForm const& form, CoreString const& path) const;
 
     OfApp m_app;
     zv_test::TestCanvas m_canvas;                         // with layers

@@ -86,8 +86,11 @@ public:
     void run(long long, Notes& notes) override
     {
         Walker alone(m_folder, 0);
-        for (std::size_t i = 0; i < alone.count(); ++i)
+        for (std::size_t i = 0; i < alone.count(); ++i) {
             m_wanted.push_back(alone[i].run());
+            if (!m_wanted.back().claims_success && !alone[i].is_damaged)
+                notes.fault("does not work: " + alone[i].name);
+        }
         double const one = walk(1, m_seconds / 4.0, notes);
         int const files_before = count_open_files();
         double const first_half = walk(kThreads, m_seconds * 3 / 8.0, notes);
