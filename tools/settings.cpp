@@ -34,15 +34,22 @@ void set_library_threads(int threads)
     OIIO::attribute("threads", threads);
 }
 
-/// Pictures above half of the machine's memory are refused by their header.
-void limit_picture_size()
+/// 0 if the system does not tell.
+int half_of_the_memory_mb()
 {
     long const pages = sysconf(_SC_PHYS_PAGES), page_bytes = sysconf(_SC_PAGE_SIZE);
     if (pages <= 0 || page_bytes <= 0)
-        return;
+        return 0;
     long const megabytes =
         static_cast<long>(static_cast<double>(pages) * static_cast<double>(page_bytes) / 2 / (1 << 20));
-    OIIO::attribute("limits:imagesize_MB", static_cast<int>(std::clamp(megabytes, 1L, 1L << 30)));
+    return static_cast<int>(std::clamp(megabytes, 1L, 1L << 30));
+}
+
+/// Pictures above the limit are refused by their header.
+void limit_picture_size(int megabytes)
+{
+    if (megabytes > 0)
+        OIIO::attribute("limits:imagesize_MB", megabytes);
 }
 
 void read_colour_configuration(std::string const& path)
@@ -81,6 +88,12 @@ void add_settings(CLI::App& command, Settings& settings)
         ->check(CLI::Range(1, 1024).description(""))
         ->type_name("N")
         ->group(kGroup);
+    command
+        .add_option("--max-image-mb", settings.max_image_mb,
+                    "Refuse pictures whose pixels take more (default: half of the memory)")
+        ->check(CLI::Range(1, 1 << 30).description(""))
+        ->type_name("MB")
+        ->group(kGroup);
     command.add_flag("--strict", settings.strict, "Damaged files are failures (exit code 7)")->group(kGroup);
 }
 
@@ -89,7 +102,7 @@ Environment::Environment(Settings const& settings)
     int const cores = std::max(1, static_cast<int>(std::thread::hardware_concurrency()));
     int const threads = settings.threads > 0 ? settings.threads : cores;
     set_library_threads(threads);
-    limit_picture_size();
+    limit_picture_size(settings.max_image_mb > 0 ? settings.max_image_mb : half_of_the_memory_mb());
     if (!settings.ocio_file.empty())
         read_colour_configuration(settings.ocio_file);
     m_pools = std::make_unique<Pools>(threads);

@@ -22,6 +22,7 @@ struct Settings {
     ProgressMode progress = ProgressMode::AUTO;
     std::string ocio_file;  // empty: $OCIO, else the built-in configuration
     int threads = 0;        // 0: all cores
+    int max_image_mb = 0;   // 0: half of the machine's memory
 };
 
 /// Ends a command with a message and an exit code.

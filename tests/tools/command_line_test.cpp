@@ -65,7 +65,7 @@ TEST(ZvioCommandLine, EveryCommandTakesTheCommonOptions)
         auto const help = run_zvio({command, "--help"});
 
         for (char const* option :
-             {"--json", "--log-level", "--progress", "--ocio", "--threads", "--strict", "--help"})
+             {"--json", "--log-level", "--progress", "--ocio", "--threads", "--max-image-mb", "--strict", "--help"})
             EXPECT_THAT(help.output, HasSubstr(option)) << command;
     }
 }
@@ -127,6 +127,7 @@ INSTANTIATE_TEST_SUITE_P(
         MistakeCase{"log_level", {"load", "--log-level", "4", "a.png"}, "--log-level"},
         MistakeCase{"progress", {"load", "--progress", "maybe", "a.png"}, "--progress"},
         MistakeCase{"threads", {"load", "--threads", "0", "a.png"}, "--threads"},
+        MistakeCase{"max_image_mb", {"load", "--max-image-mb", "0", "a.png"}, "--max-image-mb"},
         MistakeCase{"single_channel", {"load", "--single-channel", "4", "a.png"}, "--single-channel"},
         MistakeCase{"repeat", {"load", "--repeat", "wrap,none", "a.png"}, "wrap"},
         MistakeCase{"nothing_to_convert", {"convert", "-o", "b.png"}, "IN"},
@@ -213,6 +214,18 @@ INSTANTIATE_TEST_SUITE_P(
                     {"pixels", "--output-space", "no such space", "a.png", "-o", "b.png"},
                     "\"no such space\""}),
     [](auto const& row) { return row.param.label; });
+
+TEST(ZvioCommandLine, PicturesAboveTheLimitAreRefused)
+{
+    TempDir const folder;
+    zv_test::write_picture(folder.file("a.tif"), zv_test::picture_spec(640, 640, 4, OIIO::TypeDesc::UINT8));
+
+    auto const refused = run_zvio({"load", "--json", "--max-image-mb", "1", folder.file("a.tif")});
+    auto const taken = run_zvio({"load", "--json", "--max-image-mb", "2", folder.file("a.tif")});
+
+    EXPECT_EQ(refused.exit_code, 3);
+    EXPECT_EQ(taken.exit_code, 0);
+}
 
 TEST(ZvioCommandLine, MistakesGiveADocumentToo)
 {

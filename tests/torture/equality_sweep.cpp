@@ -95,8 +95,8 @@ public:
         if (!is_whole(path))
             return leave_out(path, notes);
         notes.begin_step();
-        ThreadCount const threads(number % 2 ? 1 : kManyThreads);
         std::size_t const way = way_of(number);
+        ThreadCount const threads((std::size_t(number) % m_pictures.size() + way) % 2 ? 1 : kManyThreads);
         bool const is_load = way < m_loads.size();
         Differences const differences =
             is_load ? compare_load(path, m_loads[way].get()) : save(path, m_saves[way - m_loads.size()]);
@@ -109,6 +109,7 @@ public:
 
     int processor_seconds() const override { return 120; }
     bool is_parallel() const override { return true; }
+    bool has_refused_pictures() const override { return true; }
 
 private:
     std::string const& picture(long long number) const

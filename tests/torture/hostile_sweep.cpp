@@ -143,6 +143,7 @@ public:
     }
 
     bool is_parallel() const override { return true; }
+    bool has_refused_pictures() const override { return true; }
 
 private:
     std::string const& source(long long number) const

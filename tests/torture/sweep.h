@@ -38,6 +38,8 @@ public:
     virtual int memory_megabytes() const { return 8192; }
     /// How often a case may leave each file open: textures keep theirs, to look into them again.
     virtual int kept_open() const { return 0; }
+    /// Whether pictures are loaded here that their readers refuse.
+    virtual bool has_refused_pictures() const { return false; }
     /// Whether several processes may run cases at once.
     virtual bool is_parallel() const { return false; }
     /// Whether the cases come in the order of their numbers, and not far apart from each other.
