@@ -1,4 +1,3 @@
-#include <filesystem>
 #include <stdexcept>
 
 #include <gtest/gtest.h>
@@ -11,6 +10,7 @@
 #include "tests/save/test_canvas.h"
 #include "tests/support/log_capture.h"
 #include "tests/support/temp_dir.h"
+#include "tests/support/throwing_bar.h"
 
 // Bars are the application's: what their display throws ends a save at worst.
 
@@ -18,26 +18,6 @@ namespace {
 
 using namespace zv_test;
 using Format = ImageIOFileFormat;
-
-/// Throws at one of the changes of all its bars.
-class ThrowingBar : public AppProgressBar {
-public:
-    explicit ThrowingBar(int& countdown)
-        : AppProgressBar("throwing")
-        , m_countdown(countdown)
-    {
-    }
-
-protected:
-    void on_change(float) override
-    {
-        if (m_countdown-- == 0)
-            throw std::runtime_error("no display");
-    }
-
-private:
-    int& m_countdown;
-};
 
 struct ThrowingApp : OfApp {
     int countdown = 0;
