@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "host/core/core_log_handler.h"
+#include "host/image/image_tile_factory.h"
 #include "host/resource/resource_user.h"
 #include "image_io/load/image_load_options.h"
 #include "image_io/texture/image_io_texture_manager.h"
@@ -36,11 +37,15 @@ protected:
         return *found;
     }
 
+    /// Tiles that earlier roads gave back would be memory that never fails.
+    static void forget_tiles() { ImageTileFactory::get().free_unused_tiles(false); }
+
     /// What succeeds gave the same as with memory, and some trials failed.
     void expect_no_false_success(std::string const& name)
     {
         Road const& trial = road(name);
         trial.run();
+        forget_tiles();
         count_allocations(Asker::OURS);
         Outcome const wanted = trial.run();
         long long const count = stop_counting();
@@ -48,6 +53,7 @@ protected:
         int failures = 0;
         for (bool for_ever : {false, true})
             for (long long number = 0; number < count; ++number) {
+                forget_tiles();
                 fail_allocation(Asker::OURS, number, for_ever);
                 Outcome const outcome = trial.run();
                 stop_counting();
@@ -55,6 +61,20 @@ protected:
                 EXPECT_TRUE(!outcome.claims_success || outcome == wanted) << number << " at " << failed_at();
             }
         EXPECT_GT(failures, 0);
+        EXPECT_EQ(trial.run(), wanted);
+    }
+
+    /// The same where nothing but tiles lacks memory: all else goes on, and has to tell.
+    void expect_no_false_success_without_tiles(std::string const& name)
+    {
+        Road const& trial = road(name);
+        ImageTileFactory& factory = ImageTileFactory::get();
+        Outcome const wanted = trial.run();
+        ASSERT_TRUE(wanted.claims_success);
+        factory.set_memory_limit(1);
+        Outcome const without = trial.run();
+        factory.set_memory_limit(0);
+        EXPECT_FALSE(without.claims_success);
         EXPECT_EQ(trial.run(), wanted);
     }
 
@@ -90,7 +110,18 @@ TEST_F(WithoutMemory, APlateInTheWrongColoursIsNotLoaded)
 TEST_F(WithoutMemory, ASharedImageThatLacksAChannelOrTilesIsNotHandedOut)
 {
     expect_no_false_success("shared image lines.exr");
+    expect_no_false_success("shared image tiles.exr");
     expect_no_false_success("shared image a.png");
+}
+
+TEST_F(WithoutMemory, NothingIsCalledWholeThatLacksAllItsTiles)
+{
+    for (char const* name :
+         {"load lines.exr", "load tiles.exr", "load tiles.exr, alpha", "load tiles.tif, alpha",
+          "load a.png, alpha", "shared image lines.exr", "shared image tiles.exr", "shared image a.png"}) {
+        SCOPED_TRACE(name);
+        expect_no_false_success_without_tiles(name);
+    }
 }
 
 TEST_F(WithoutMemory, AUserThatLeavesASharedImageIsForgottenAndTheImageFreed)
