@@ -6,6 +6,7 @@
 #include "host/of/of_app.h"
 #include "host/sys/sys_memory.h"
 #include "host/sys/sys_timer.h"
+#include "image_io/frame/log_exception.h"
 #include "image_io/frame/log_line.h"
 #include "image_io/save/child_bar.h"
 #include "image_io/save/image_io_save.h"
@@ -83,5 +84,6 @@ try {
                  static_cast<unsigned long long>(timer.get_elapsed_time()), "ms.\n");
     return status;
 } catch (...) {
+    zv_image_io::log_save_exception(filename);
     return ImageIO::SAVING_STATUS_CANNOT_WRITE_FILE;
 }

@@ -40,7 +40,7 @@ TEST_P(ThrowingBarsOfLoads, EndTheLoadAtWorst)
     for (int change = 0; has_thrown && change < 200; ++change) {
         int countdown = change;
         ThrowingBar progress(countdown);
-        LogCapture const log(0);
+        LogCapture const log(1);
 
         LoadedPicture const picture = load_picture(path, options, &progress);
 
@@ -51,6 +51,10 @@ TEST_P(ThrowingBarsOfLoads, EndTheLoadAtWorst)
             EXPECT_EQ(picture.plane("g", row.x, 0, 100, 70), undisturbed.plane("g", row.x, 0, 100, 70))
                 << change;
         }
+        std::vector<LogLine> told;
+        if (!picture)
+            told.push_back({1, "Failed to load image '" + path + "': no display.\n"});
+        EXPECT_EQ(log.lines(), told) << change;
     }
     EXPECT_FALSE(has_thrown);
     EXPECT_GT(ended, 0);
@@ -63,5 +67,22 @@ INSTANTIATE_TEST_SUITE_P(Roads, ThrowingBarsOfLoads,
                                          ThrowingBarRow{"tiles", "a.exr", 0, 32, nullptr},
                                          ThrowingBarRow{"tiles_across", "a.exr", 5, 32, nullptr}),
                          [](auto const& row) { return row.param.name; });
+
+TEST(ThrowingBarOfALoad, IsToldThoughNothingOfTheFileWasAskedFor)
+{
+    struct BarWithoutValues : AppProgressBar {
+        BarWithoutValues()
+            : AppProgressBar("no values")
+        {
+        }
+        void set_value(float) override { throw std::runtime_error("no display"); }
+    } progress;
+    LogCapture const log(1);
+
+    EXPECT_FALSE(load_picture("/no/such/file.exr", plain_options(), &progress));
+
+    EXPECT_EQ(log.lines(),
+              (std::vector<LogLine>{{1, "Failed to load image '/no/such/file.exr': no display.\n"}}));
+}
 
 }  // namespace

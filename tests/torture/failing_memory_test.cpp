@@ -1,10 +1,13 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <vector>
 
 #include "host/core/core_log_handler.h"
 #include "host/image/image_tile_factory.h"
 #include "host/resource/resource_user.h"
+#include "image_io/frame/image_io.h"
+#include "image_io/load/image_header.h"
 #include "image_io/load/image_load_options.h"
 #include "image_io/texture/image_io_texture_manager.h"
 #include "tests/support/temp_dir.h"
@@ -64,6 +67,29 @@ protected:
         EXPECT_EQ(trial.run(), wanted);
     }
 
+    /// A single allocation fails and leaves memory for a line: whatever fails for that says so.
+    void expect_failures_to_be_told(std::string const& name)
+    {
+        Road const& trial = road(name);
+        trial.run();
+        forget_tiles();
+        count_allocations(Asker::OURS);
+        trial.run();
+        long long const count = stop_counting();
+        int failures = 0;
+        for (long long number = 0; number < count; ++number) {
+            forget_tiles();
+            unsigned long long const lines = error_lines();
+            fail_allocation(Asker::OURS, number, false);
+            Outcome const outcome = trial.run();
+            stop_counting();
+            failures += !outcome.claims_success;
+            EXPECT_TRUE(outcome.claims_success || error_lines() > lines)
+                << name << ", " << number << " at " << failed_at();
+        }
+        EXPECT_GT(failures, 0) << name;
+    }
+
     /// The same where nothing but tiles lacks memory: all else goes on, and has to tell.
     void expect_no_false_success_without_tiles(std::string const& name)
     {
@@ -92,6 +118,52 @@ TEST_F(WithoutMemory, APictureOfTilesThatLacksAChannelOrTilesIsNotCalledWhole)
 {
     expect_no_false_success("load tiles.exr");
     expect_no_false_success("load tiles.tif, alpha");
+}
+
+TEST_F(WithoutMemory, FailuresAreToldWhereALineHasMemory)
+{
+    for (char const* name :
+         {"save png8", "save exr16 zip lines", "save exr32 none tiles", "save exr16 none lines, regions",
+          "save tiff8", "save split simple.png lines", "save split planned.exr lines, regions"})
+        expect_failures_to_be_told(name);
+}
+
+TEST_F(WithoutMemory, ABufferThatIsNotSavedIsTold)
+{
+    std::vector<unsigned char> const pixels(16 * 16 * 3, 77);
+    CoreString const path = folder.file("buffer.png").c_str();
+    int failures = 0;
+    bool has_failed_once = true;
+    for (long long number = 0; has_failed_once; ++number) {
+        unsigned long long const lines = error_lines();
+        fail_allocation(Asker::OURS, number, false);
+        bool const is_saved = in_module([&] { return ImageIO::save_image(path, pixels.data(), 3, 16, 16); });
+        stop_counting();
+        has_failed_once = has_failed();
+        EXPECT_TRUE(is_saved || error_lines() > lines) << number << " at " << failed_at();
+        failures += !is_saved;
+    }
+    EXPECT_GT(failures, 0);
+}
+
+TEST_F(WithoutMemory, AHeaderThatIsNotReadIsTold)
+{
+    static int lines;
+    CoreLogHandler::set_sink([](int, CoreString const&) { ++lines; });
+    CoreString const path = folder.file("lines.exr").c_str();
+    int failures = 0;
+    bool has_failed_once = true;
+    for (long long number = 0; has_failed_once; ++number) {
+        lines = 0;
+        fail_allocation(Asker::OURS, number, false);
+        ImageHeader header;
+        bool const is_read = in_module([&] { return ImageIO::get_image_specs(path, header); });
+        stop_counting();
+        has_failed_once = has_failed();
+        EXPECT_TRUE(is_read || lines > 0) << number << " at " << failed_at();
+        failures += !is_read;
+    }
+    EXPECT_GT(failures, 0);
 }
 
 TEST_F(WithoutMemory, ColoursThatCouldNotBeConvertedAreNotSaved)
