@@ -1,3 +1,4 @@
+#include <OpenImageIO/imageio.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -9,7 +10,9 @@
 #include "image_io/frame/image_io.h"
 #include "image_io/load/image_header.h"
 #include "image_io/load/image_load_options.h"
+#include "image_io/save/image_save_options.h"
 #include "image_io/texture/image_io_texture_manager.h"
+#include "tests/save/test_canvas.h"
 #include "tests/support/temp_dir.h"
 #include "tests/torture/allocations.h"
 #include "tests/torture/roads.h"
@@ -126,6 +129,70 @@ TEST_F(WithoutMemory, FailuresAreToldWhereALineHasMemory)
          {"save png8", "save exr16 zip lines", "save exr32 none tiles", "save exr16 none lines, regions",
           "save tiff8", "save split simple.png lines", "save split planned.exr lines, regions"})
         expect_failures_to_be_told(name);
+}
+
+/// A canvas with metadata that an OpenEXR file takes.
+struct CanvasWithMetaData {
+    CanvasWithMetaData()
+    {
+        for (char const* name : {"artist", "shot", "take"})
+            canvas.canvas().m_meta_data.insert(name, CoreArray<CoreVariant>{CoreVariant(name)});
+        options.format = ImageIOFileFormat::SAVE_EXR16;
+        options.compression = ImageIOFileFormat::COMPRESSION_NONE;
+        options.color_space = "";
+        options.meta_data.add({"own", {CoreVariant("item")}});
+    }
+
+    zv_test::TestCanvas canvas;
+    ImageSaveOptions options;
+};
+
+TEST_F(WithoutMemory, ASaveDoesNotLeaveTheCanvassMetadataOut)
+{
+    std::string const path = folder.file("metadata.exr");
+    int failures = 0;
+    bool has_failed_once = true;
+    for (long long number = 0; has_failed_once; ++number) {
+        CanvasWithMetaData picture;
+        CoreString const name = path.c_str();
+        fail_allocation(Asker::OURS, number, false);
+        bool const is_saved = in_module([&] {
+                                  return ImageIO::save(name, picture.options, picture.canvas.canvas(),
+                                                       nullptr, nullptr, nullptr);
+                              }) == ImageIO::SAVING_STATUS_SUCCESS;
+        stop_counting();
+        has_failed_once = has_failed();
+
+        unsigned int const count = picture.options.meta_data.get_count();
+        EXPECT_TRUE(count == 4 || (count == 1 && !is_saved)) << number << " at " << failed_at();
+        failures += count == 1;
+        if (is_saved) {
+            auto const input = OIIO::ImageInput::open(path);
+            ASSERT_TRUE(input) << number;
+            for (char const* attribute : {"own", "artist", "shot", "take"})
+                EXPECT_NE(input->spec().find_attribute(attribute), nullptr)
+                    << number << " at " << failed_at();
+        }
+    }
+    EXPECT_GT(failures, 0);
+}
+
+TEST_F(WithoutMemory, TheCanvassMetadataIsTakenAsAWholeOrNotAtAll)
+{
+    int failures = 0;
+    bool has_failed_once = true;
+    for (long long number = 0; has_failed_once; ++number) {
+        CanvasWithMetaData picture;
+        unsigned long long const lines = error_lines();
+        fail_allocation(Asker::OURS, number, false);
+        in_module([&] { picture.options.add_image_canvas_meta_data(picture.canvas.canvas()); });
+        stop_counting();
+        has_failed_once = has_failed();
+        EXPECT_EQ(picture.options.meta_data.get_count(), has_failed_once ? 1u : 4u) << number;
+        EXPECT_EQ(error_lines() - lines, has_failed_once ? 1u : 0u) << number;
+        failures += has_failed_once;
+    }
+    EXPECT_GT(failures, 3);
 }
 
 TEST_F(WithoutMemory, ABufferThatIsNotSavedIsTold)
