@@ -69,7 +69,7 @@ try {
     if (m_is_nobodys)
         return false;
     close_file();
-    m_was_written = m_has_failed = false;
+    m_was_written = m_has_failed = m_has_regions = false;
     m_tile_size = tile_size;
     m_write_mode = app && app->tiling_mode != 0 && tile_size != 0 ? WRITE_MODE_TILED : WRITE_MODE_SCANLINE;
     m_color_space = CoreString::after_first(options.color_space,
@@ -159,6 +159,8 @@ try {
     if (!is_writable())
         return write_fail();
     m_was_written = true;
+    m_has_regions =
+        (m_scanline_file && m_scanline_file->has_lines()) || (m_tiled_file && m_tiled_file->has_tiles());
     bool const is_written =
         m_write_type == WRITE_TYPE_EXR ? write_exr(context, progress) : write_oiio(context, progress);
     m_has_failed = !is_written;
@@ -271,13 +273,15 @@ void ImageIOOutput::close_oiio()
     m_oiio_file.reset();
 }
 
-/// A file that nobody called `write` for keeps what was handed over. One that failed goes away.
+/// A file that nobody called `write` for keeps what was handed over, and so does one of whose regions `write` could not
+/// make a whole picture. One that has none, or does not hold what it was given, goes away.
 template <class File>
 void ImageIOOutput::close_exr(std::unique_ptr<File>& file)
 {
     if (!file)
         return;
-    if (file->is_open() && !m_has_failed && !file->has_failed()) {
+    bool const is_worth_keeping = !m_has_failed || m_has_regions;
+    if (file->is_open() && is_worth_keeping && !file->has_failed()) {
         try {
             file->finish_early();
         } catch (...) {

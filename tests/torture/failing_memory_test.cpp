@@ -2,14 +2,18 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <vector>
 
 #include "host/core/core_log_handler.h"
 #include "host/image/image_tile_factory.h"
+#include "host/of/of_app.h"
 #include "host/resource/resource_user.h"
 #include "image_io/frame/image_io.h"
 #include "image_io/load/image_header.h"
 #include "image_io/load/image_load_options.h"
+#include "image_io/save/image_io_outputs.h"
+#include "image_io/save/image_io_save.h"
 #include "image_io/save/image_save_options.h"
 #include "image_io/texture/image_io_texture_manager.h"
 #include "tests/save/test_canvas.h"
@@ -193,6 +197,48 @@ TEST_F(WithoutMemory, TheCanvassMetadataIsTakenAsAWholeOrNotAtAll)
         failures += has_failed_once;
     }
     EXPECT_GT(failures, 3);
+}
+
+TEST_F(WithoutMemory, ARegionThatIsInAFileStaysThere)
+{
+    OfApp app;
+    zv_test::TestCanvas const canvas;
+    ImageSaveOptions options;
+    options.format = ImageIOFileFormat::SAVE_EXR32;
+    options.compression = ImageIOFileFormat::COMPRESSION_NONE;
+    options.color_space = "";
+    std::string const path = folder.file("regions.exr");
+    for (app.tiling_mode = 0; app.tiling_mode < 2; ++app.tiling_mode) {
+        int failures = 0;
+        bool has_failed_once = true;
+        for (long long number = 0; has_failed_once; ++number) {
+            ImageIO::SavingStatus status;
+            {
+                ImageIOOutputs outputs;
+                ImageEvalContext context = canvas.context();
+                ASSERT_EQ(ImageIOSave::build_outputs(&app, options, path.c_str(), &canvas.map(),
+                                                     canvas.data_window(), canvas.canvas_rectangle(),
+                                                     outputs),
+                          ImageIO::SAVING_STATUS_SUCCESS);
+                ASSERT_EQ(ImageIOSave::save_region(&app, outputs, context, {0, 0, 47, 16}, nullptr),
+                          ImageIO::SAVING_STATUS_SUCCESS);
+                fail_allocation(Asker::OURS, number, true);
+                status = in_module([&] { return ImageIOSave::save(&app, outputs, context, nullptr); });
+                stop_counting();
+                has_failed_once = has_failed();
+            }
+            failures += status != ImageIO::SAVING_STATUS_SUCCESS;
+            auto const input = OIIO::ImageInput::open(path);
+            ASSERT_TRUE(input) << number << " at " << failed_at();
+            std::vector<float> tile(16 * 16 * 4), lines(16 * 47 * 4);
+            EXPECT_TRUE(app.tiling_mode ? input->read_tile(16, 0, 0, OIIO::TypeDesc::FLOAT, tile.data())
+                                        : input->read_scanlines(0, 0, 0, 16, 0, 0, 4, OIIO::TypeDesc::FLOAT,
+                                                                lines.data()))
+                << number << " at " << failed_at();
+            std::filesystem::remove(path);
+        }
+        EXPECT_GT(failures, 0);
+    }
 }
 
 TEST_F(WithoutMemory, ABufferThatIsNotSavedIsTold)
