@@ -3,15 +3,18 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <fstream>
 #include <vector>
 
 #include "host/core/core_log_handler.h"
 #include "host/image/image_tile_factory.h"
 #include "host/of/of_app.h"
 #include "host/resource/resource_user.h"
+#include "image_io/format/image_io_file_format.h"
 #include "image_io/frame/image_io.h"
 #include "image_io/load/image_header.h"
 #include "image_io/load/image_load_options.h"
+#include "image_io/presets/image_io_resolution_preset_manager.h"
 #include "image_io/save/image_io_outputs.h"
 #include "image_io/save/image_io_save.h"
 #include "image_io/save/image_save_options.h"
@@ -197,6 +200,80 @@ TEST_F(WithoutMemory, TheCanvassMetadataIsTakenAsAWholeOrNotAtAll)
         failures += has_failed_once;
     }
     EXPECT_GT(failures, 3);
+}
+
+/// Gives what `ask` gives with memory, or `nothing`: for each allocation, failing alone.
+template <class Ask, class Value>
+void expect_right_or_nothing(Ask const& ask, Value const& nothing)
+{
+    Value const wanted = ask();
+    int failures = 0;
+    bool has_failed_once = true;
+    for (long long number = 0; has_failed_once; ++number) {
+        fail_allocation(Asker::OURS, number, false);
+        Value const given = in_module(ask);
+        stop_counting();
+        has_failed_once = has_failed();
+        EXPECT_TRUE(given == wanted || given == nothing) << number << " at " << failed_at();
+        failures += given == nothing;
+    }
+    EXPECT_GT(failures, 0);
+}
+
+TEST_F(WithoutMemory, TheCatalogueOfFormatsGivesNothing)
+{
+    using Format = ImageIOFileFormat;
+    CoreVector<CoreString> const no_names;
+    CoreString const no_text, path("/a/long/path/of/some/file/that.0001.exr"),
+        layer("a layer with a long name"), short_name("EXR16_that_is_in_no_list_at_all"),
+        method("DWAA Compression with a long name");
+    expect_right_or_nothing([] { return Format::get_load_extensions(Format::LOAD_TX); }, no_names);
+    expect_right_or_nothing([] { return Format::get_save_extensions(Format::SAVE_UNKNOWN); }, no_names);
+    expect_right_or_nothing([] { return Format::get_extension_file_filters_for_open_file(); }, no_text);
+    expect_right_or_nothing([] { return Format::get_extension_file_filters_for_save_file(); }, no_text);
+    expect_right_or_nothing([&] { return Format::construct_layer_file_name(path, layer); }, no_text);
+    expect_right_or_nothing([&] { return Format::construct_tile_file_name(path, 12, 3); }, no_text);
+    expect_right_or_nothing([&] { return Format::get_save_from_short_name(short_name); },
+                            Format::SAVE_UNKNOWN);
+    expect_right_or_nothing([&] { return Format::get_compression_from_short_name(method); },
+                            Format::COMPRESSION_UNKNOWN);
+}
+
+TEST_F(WithoutMemory, AListOfPresetsThatCannotBeReadIsReplacedAndTold)
+{
+    static int warnings;
+    CoreLogHandler::set_sink([](int, CoreString const& text) {
+        warnings += text.find("defaulting to Verrane internal config") != CoreString::kNotFound;
+    });
+    std::string const paths[] = {folder.file("a.txt"), folder.file("b.txt")};
+    std::ofstream(paths[0]) << "film { one { width 10; height 20 } }\n";
+    std::ofstream(paths[1]) << "film { two { width 30; height 40 }; three { width 50; height 60 } }\n";
+    OfApp app;
+    app.resolution_preset_file_use = true;
+    ASSERT_TRUE(ImageIOResolutionPresetManager::static_init(&app));
+    auto& manager = *ImageIOResolutionPresetManager::get_instance();
+    unsigned int const built_in = manager.get_presets_count();
+    int replaced = 0;
+    bool has_failed_once = true;
+    for (long long number = 0; has_failed_once; ++number) {
+        app.resolution_preset_file_path = paths[0].c_str();
+        manager.update_file_config_path();
+        ASSERT_EQ(manager.get_presets_count(), 3u);
+        app.resolution_preset_file_path = paths[1].c_str();
+        warnings = 0;
+        fail_allocation(Asker::OURS, number, false);
+        in_module([&] { manager.update_file_config_path(); });
+        stop_counting();
+        has_failed_once = has_failed();
+
+        unsigned int const count = manager.get_presets_count();
+        EXPECT_TRUE(count == 4 || count == built_in) << count << ", " << number << " at " << failed_at();
+        EXPECT_EQ(warnings, count == built_in) << number << " at " << failed_at();
+        replaced += count == built_in;
+        EXPECT_FALSE(app.get_factory().get_enum("resolution_preset")->is_asleep()) << number;
+    }
+    EXPECT_GT(replaced, 0);
+    ImageIOResolutionPresetManager::destroy();
 }
 
 TEST_F(WithoutMemory, ARegionThatIsInAFileStaysThere)
