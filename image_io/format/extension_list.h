@@ -29,6 +29,11 @@ public:
 
     /// Empty while the source gives nothing; it is asked again by the next call then. Nothing throws.
     CoreVector<CoreString>& get();
+    /// Whether it has exactly that extension; an empty list has none.
+    bool contains(CoreString const& extension)
+    {
+        return get().find_index(extension) != CoreString::kNotFound;
+    }
 
 private:
     void fill();

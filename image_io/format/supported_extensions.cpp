@@ -55,17 +55,22 @@ bool ask_openimageio(CoreString& list)
     return true;
 }
 
+ExtensionList& supported_list()
+{
+    static ExtensionList list(ask_openimageio);
+    return list;
+}
+
 }  // namespace
 
 }  // namespace zv_image_io
 
 CoreVector<CoreString>& ImageIOFileFormat::get_supported_extensions()
 {
-    static zv_image_io::ExtensionList list(zv_image_io::ask_openimageio);
-    return list.get();
+    return zv_image_io::supported_list().get();
 }
 
 bool ImageIOFileFormat::is_extension_valid(CoreString const& extension)
 {
-    return get_supported_extensions().find_index(extension) != CoreString::kNotFound;
+    return zv_image_io::supported_list().contains(extension);
 }

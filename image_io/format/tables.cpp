@@ -2,6 +2,7 @@
 #include <iterator>
 
 #include "image_io/format/image_io_file_format.h"
+#include "image_io/frame/guarded.h"
 
 namespace {
 
@@ -65,16 +66,21 @@ constexpr Row const* find_row(Row const (&rows)[count], int number)
     return number >= 0 && number < static_cast<int>(count) ? &rows[number] : nullptr;
 }
 
+/// None without memory for them.
 template <class Row>
 CoreVector<CoreString> extensions_of(Row const* row)
 {
-    if (!row)
-        return {kUnknown};
-    CoreVector<CoreString> extensions;
-    for (char const* extension : row->extensions)
-        if (extension)
-            extensions.add(extension);
-    return extensions;
+    return zv_image_io::guarded(CoreVector<CoreString>(), [row] {
+        CoreVector<CoreString> extensions;
+        if (!row) {
+            extensions.add(kUnknown);
+            return extensions;
+        }
+        for (char const* extension : row->extensions)
+            if (extension)
+                extensions.add(extension);
+        return extensions;
+    });
 }
 
 }  // namespace
@@ -130,27 +136,31 @@ ImageIOFileFormat::Save ImageIOFileFormat::get_save_from_extension(CoreString co
 
 ImageIOFileFormat::Save ImageIOFileFormat::get_save_from_short_name(CoreString const& name)
 {
-    CoreString wanted = name;
-    wanted.lower_case();
-    for (int number = 0; number < SAVE_UNKNOWN; ++number) {
-        SaveRow const& row = kSaveRows[number];
-        if (wanted == row.short_name || (row.other_short_name && wanted == row.other_short_name))
-            return static_cast<Save>(number);
-    }
-    return SAVE_UNKNOWN;
+    return zv_image_io::guarded(SAVE_UNKNOWN, [&name] {
+        CoreString wanted = name;
+        wanted.lower_case();
+        for (int number = 0; number < SAVE_UNKNOWN; ++number) {
+            SaveRow const& row = kSaveRows[number];
+            if (wanted == row.short_name || (row.other_short_name && wanted == row.other_short_name))
+                return static_cast<Save>(number);
+        }
+        return SAVE_UNKNOWN;
+    });
 }
 
 ImageIOFileFormat::OpenExrCompressionMethod
 ImageIOFileFormat::get_compression_from_short_name(CoreString const& name)
 {
-    CoreString wanted = name.sub_string(0, name.find(" "));
-    wanted.lower_case();
-    if (wanted == "no")  // the first word of "No Compression"
-        return COMPRESSION_NONE;
-    for (int number = 0; number < COMPRESSION_UNKNOWN; ++number)
-        if (wanted == kCompressionRows[number].short_name)
-            return static_cast<OpenExrCompressionMethod>(number);
-    return COMPRESSION_UNKNOWN;
+    return zv_image_io::guarded(COMPRESSION_UNKNOWN, [&name] {
+        CoreString wanted = name.sub_string(0, name.find(" "));
+        wanted.lower_case();
+        if (wanted == "no")  // the first word of "No Compression"
+            return COMPRESSION_NONE;
+        for (int number = 0; number < COMPRESSION_UNKNOWN; ++number)
+            if (wanted == kCompressionRows[number].short_name)
+                return static_cast<OpenExrCompressionMethod>(number);
+        return COMPRESSION_UNKNOWN;
+    });
 }
 
 unsigned int ImageIOFileFormat::get_bytes_per_channel(Save const& format)

@@ -5,6 +5,8 @@
 namespace zv_image_io {
 
 /// A task of a progress bar that ends with its scope. Without a bar it does nothing.
+///
+/// Errors   what the bar throws when the task begins goes on; what it throws when the task ends is dropped
 class ProgressTask {
 public:
     ProgressTask(AppProgressBar* progress, char const* title, float span)
@@ -15,8 +17,13 @@ public:
     }
     ~ProgressTask()
     {
-        if (m_progress)
+        if (!m_progress)
+            return;
+        try {
             m_progress->end_task();
+        } catch (...) {
+            // A display that fails must not end the process.
+        }
     }
     ProgressTask(ProgressTask const&) = delete;
     ProgressTask& operator=(ProgressTask const&) = delete;

@@ -6,6 +6,7 @@
 
 #include "image_io/frame/checked_image_output.h"
 #include "image_io/frame/image_io.h"
+#include "image_io/frame/log_exception.h"
 #include "image_io/frame/log_line.h"
 #include "image_io/frame/writer_limits.h"
 
@@ -66,7 +67,8 @@ bool save_buffer(CoreString const& path, PixelBuffer const& buffer) noexcept
                                   ", error = ", failure->c_str(), "\n");
         return !failure;
     } catch (...) {
-        return false;  // no memory for the message
+        zv_image_io::log_save_exception(path);
+        return false;
     }
 }
 

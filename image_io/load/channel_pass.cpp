@@ -74,7 +74,7 @@ void ChannelPass::run(std::function<void(int)> const& advanced)
         advanced(static_cast<int>(y - window.y) + m_reader.line_count());
     }
     if (!m_has_all_memory)
-        note_lack_of_memory(m_source.report, "no memory for a tile");
+        note_missing_tile(m_source.report);
 }
 
 void ChannelPass::fill_band()

@@ -4,6 +4,7 @@
 
 #include "host/sys/sys_filesystem.h"
 #include "image_io/frame/image_io.h"
+#include "image_io/frame/log_exception.h"
 #include "image_io/frame/log_line.h"
 #include "image_io/load/channel_names.h"
 #include "image_io/load/image_header.h"
@@ -101,7 +102,7 @@ try {
     }
     return true;
 } catch (...) {
-    // No memory, not even for what went wrong.
+    zv_image_io::log_load_exception(path);
     input.reset();
     return false;
 }
@@ -120,6 +121,7 @@ bool ImageIO::get_image_specs(CoreString const& path, ImageHeader& header)
         zv_image_io::fill_header(spec, header);
         input->close();
     } catch (...) {
+        zv_image_io::log_load_exception(path);
         return false;
     }
     return true;

@@ -4,6 +4,7 @@
 #include "host/image/image_canvas.h"
 #include "host/image/image_map_pyramid.h"
 #include "image_io/frame/image_io.h"
+#include "image_io/frame/log_exception.h"
 #include "image_io/load/image_io_load.h"
 
 namespace zv_image_io {
@@ -48,6 +49,7 @@ ImageCanvas* ImageIO::load_image(CoreString const& path, ImageLoadOptions const&
             progress->set_value(1.0f);
         return canvas.release();
     } catch (...) {
+        zv_image_io::log_load_exception(path);
         return nullptr;
     }
 }

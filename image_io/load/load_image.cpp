@@ -8,6 +8,7 @@
 #include "host/image/image_map.h"
 #include "host/sys/sys_filesystem.h"
 #include "host/sys/sys_timer.h"
+#include "image_io/frame/log_exception.h"
 #include "image_io/frame/log_line.h"
 #include "image_io/frame/progress_task.h"
 #include "image_io/load/guarded_read.h"
@@ -56,16 +57,18 @@ bool finish_pixels(ImageMap& map, GMathVec4<int> const& data_window, ImageLoadOp
     return run_pixel_pass(map, window_of(data_window), options.color_space, options.premultiply, app);
 }
 
-/// Runs a step of a load; what the libraries throw ends as its failure.
+/// Runs a step of a load; what is thrown ends as its failure, in the report and as a line of the log.
 template <class Step>
-bool guarded_step(ImageLoadReport& report, Step&& step)
+bool guarded_step(CoreString const& path, ImageLoadReport& report, Step&& step)
 {
     try {
         return step();
     } catch (std::exception const& exception) {
         note_error(report, exception.what());
+        log_load_exception(path);
     } catch (...) {
         note_error(report, "unknown exception");
+        log_load_exception(path);
     }
     return false;
 }
@@ -105,7 +108,7 @@ bool ImageIOLoad::load_image(CoreString const& path, ImageCanvas& canvas, ImageL
     SysTimer const timer;
     report = {};
     bool const result = zv_image_io::guarded_step(
-        report, [&] { return load_picture(path, canvas, options, app, progress, report); });
+        path, report, [&] { return load_picture(path, canvas, options, app, progress, report); });
     report.milliseconds = timer.get_elapsed_time();
     return result;
 }
@@ -138,12 +141,12 @@ bool ImageIOLoad::load_picture(CoreString const& path, ImageCanvas& canvas, Imag
     bool result;
     {
         ProgressTask const task(progress, "read data", 0.8f);
-        result = guarded_step(report, [&] {
+        result = guarded_step(path, report, [&] {
             return read_data(input.get(), spec, map, data_window, options, true, app, progress, report);
         });
     }
-    result =
-        result && guarded_step(report, [&] { return finish_pixels(map, data_window, options, app, report); });
+    result = result && guarded_step(path, report,
+                                    [&] { return finish_pixels(map, data_window, options, app, report); });
 
     close_reader(*input, report);
     canvas.set_canvas(display_window, &data_window);

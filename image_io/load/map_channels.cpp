@@ -26,7 +26,12 @@ void create_tiles(ImageMap& map, GMathVec4<int> const& region, ImageLoadReport& 
     map.create_tiles(region, false);
     for (ImageMapChannel const* channel : map.m_channels)
         if (channel->get_tile_count() == 0)
-            note_lack_of_memory(report, kNoTile);
+            note_missing_tile(report);
+}
+
+void note_missing_tile(ImageLoadReport& report) noexcept
+{
+    note_lack_of_memory(report, kNoTile);
 }
 
 void copy_to_alpha(ImageMap& map, ImageMapChannel const& channel, GMathVec4<int> const& region,
@@ -36,7 +41,7 @@ void copy_to_alpha(ImageMap& map, ImageMapChannel const& channel, GMathVec4<int>
     if (!alpha)
         return;
     if (!alpha->copy_from(channel, nullptr, true))
-        note_lack_of_memory(report, kNoTile);
+        note_missing_tile(report);
     alpha->clamp_values(0.0f, 1.0f, region);
 }
 
@@ -47,7 +52,7 @@ bool add_constant_alpha(ImageMap& map, GMathVec4<int> const& region, ImageLoadRe
         return false;
     alpha->create_tiles(region, nullptr, 1.0f);
     if (alpha->get_tile_count() == 0)
-        note_lack_of_memory(report, kNoTile);
+        note_missing_tile(report);
     return true;
 }
 

@@ -18,6 +18,9 @@ ImageMapChannel* add_channel(ImageMap& map, CoreString const& name, ImageLoadRep
 /// Tiles for all channels.
 void create_tiles(ImageMap& map, GMathVec4<int> const& region, ImageLoadReport& report);
 
+/// A tile got no memory for its samples.
+void note_missing_tile(ImageLoadReport& report) noexcept;
+
 /// A further channel "a" with the samples of `channel`, limited to 0 and 1.
 void copy_to_alpha(ImageMap& map, ImageMapChannel const& channel, GMathVec4<int> const& region,
                    ImageLoadReport& report);

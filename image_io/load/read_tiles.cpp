@@ -126,9 +126,13 @@ void copy_into_tiles(TiledJob const& job, unsigned int t, int copy_width, int co
     for (unsigned int c = 0; c < job.channel_sources.get_count(); ++c) {
         int const source = job.channel_sources[c];
         ImageMapTile* const tile = source < 0 ? nullptr : job.map.m_channels[c]->get_tile(t).m_tile;
-        unsigned char* const pixels = tile ? tile_pixels(*tile) : nullptr;
-        if (!pixels)
+        if (!tile)
             continue;
+        unsigned char* const pixels = tile_pixels(*tile);
+        if (!pixels) {
+            note_missing_tile(job.report);
+            continue;
+        }
         copy_samples(
             {.from = buffer + std::size_t(source) * sample_bytes,
              .from_stride = pixel_bytes,
@@ -174,9 +178,10 @@ void fill_from_tile(TiledJob const& job, Window const& part, std::byte const* bu
     std::ptrdiff_t const sample_bytes = job.map.m_bit_depth;
     std::ptrdiff_t const pixel_bytes = sample_bytes * job.spec.nchannels;
     for (unsigned int c = 0; c < job.channel_sources.get_count(); ++c)
-        if (job.channel_sources[c] >= 0)
-            job.map.m_channels[c]->fill_rows(buffer + job.channel_sources[c] * sample_bytes, pixel_bytes,
-                                             pixel_bytes * job.spec.tile_width, part.rectangle());
+        if (job.channel_sources[c] >= 0 &&
+            !job.map.m_channels[c]->fill_rows(buffer + job.channel_sources[c] * sample_bytes, pixel_bytes,
+                                              pixel_bytes * job.spec.tile_width, part.rectangle()))
+            note_missing_tile(job.report);
 }
 
 /// Rounded to the nearest, so it can fall short of the real number: for the bar alone.

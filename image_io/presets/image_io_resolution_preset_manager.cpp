@@ -191,10 +191,15 @@ void ImageIOResolutionPresetManager::use_file_config(bool const& use)
 
 void ImageIOResolutionPresetManager::take_file_or_default()
 {
-    if (build_from_file(m_app->resolution_preset_file_path)) {
+    bool const is_taken = guarded(false, [this] {
+        if (!build_from_file(m_app->resolution_preset_file_path))
+            return false;
         m_presets = m_file_presets;
+        return true;
+    });
+    if (is_taken)
         return;
-    }
+    m_file_config_loaded = false;
     log_line(
         kLogWarning,
         "Unable to load the specified resolution presets configuration file, defaulting to Verrane internal "
@@ -221,8 +226,13 @@ void ImageIOResolutionPresetManager::update_enum()
     if (!m_preset_enum)
         m_preset_enum = m_app->get_factory().add_enum("resolution_preset", 0xFFFFFFFF);
     m_preset_enum->asleep();
-    m_preset_enum->remove_all_values();
-    fill_enum();
+    try {
+        m_preset_enum->remove_all_values();
+        fill_enum();
+    } catch (...) {
+        m_preset_enum->awake(true);  // or nobody would ever hear of it again
+        throw;
+    }
     m_preset_enum->awake(true);
     raise_event(CoreString(zv_image_io::kEventPresetListChanged));
 }
@@ -244,8 +254,7 @@ void ImageIOResolutionPresetManager::fill_enum()
             continue;
         }
         CoreString const label = prefix + preset.name;
-        if (known.find(label) ||
-            m_preset_enum->find_label_index(label) != m_preset_enum->get_value_count()) {
+        if (known.find(label) || m_preset_enum->find_label_index(label) != m_preset_enum->get_value_count()) {
             log_line(kLogWarning, "Duplicate resolution preset :'", label,
                      "'' is already defined in the current configuration.\n");
             continue;

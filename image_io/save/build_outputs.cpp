@@ -4,6 +4,7 @@
 #include "host/image/image_map.h"
 #include "host/image/image_map_channel.h"
 #include "host/of/of_app.h"
+#include "image_io/frame/log_exception.h"
 #include "image_io/frame/log_line.h"
 #include "image_io/save/image_io_outputs.h"
 #include "image_io/save/image_io_save.h"
@@ -179,5 +180,6 @@ try {
     return plan.is_split ? planner.plan_split_files(options, filename, settings.aovs_only)
                          : planner.plan_one_file(options, filename, plan.selection);
 } catch (...) {
+    zv_image_io::log_save_exception(filename);
     return ImageIO::SAVING_STATUS_CANNOT_WRITE_FILE;
 }

@@ -25,6 +25,7 @@ std::size_t tile_count(int columns, int rows)
 
 ExrScanlineFile::ExrScanlineFile(std::string const& path, Imf_2_4::Header const& header, int thread_count)
     : m_output(path, header, thread_count)
+    , m_begin_line(header.dataWindow().min.y)
     , m_end_line(header.dataWindow().max.y + 1)
 {
 }
@@ -32,6 +33,11 @@ ExrScanlineFile::ExrScanlineFile(std::string const& path, Imf_2_4::Header const&
 int ExrScanlineFile::next_line()
 {
     return m_output.get().currentScanLine();
+}
+
+bool ExrScanlineFile::has_lines()
+{
+    return is_open() && !has_failed() && next_line() != m_begin_line;
 }
 
 void ExrScanlineFile::write_lines(Imf_2_4::FrameBuffer const& buffer, int count)
@@ -59,6 +65,12 @@ bool ExrTiledFile::has_tile(int column, int row) const
 {
     bool const exists = column >= 0 && row >= 0 && column < m_columns && row < m_rows;
     return exists && m_is_written[index_of(column, row)];
+}
+
+bool ExrTiledFile::has_tiles() const
+{
+    return is_open() && !has_failed() &&
+           std::find(m_is_written.begin(), m_is_written.end(), true) != m_is_written.end();
 }
 
 int ExrTiledFile::tiles_per_run() const

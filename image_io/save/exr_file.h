@@ -95,6 +95,8 @@ public:
     /// The first line that is not there yet; behind the last one if all are.
     int next_line();
     int end_line() const { return m_end_line; }
+    /// Whether any line is there; false for a file that is finished or has failed.
+    bool has_lines();
     /// Writes the next `count` lines out of a buffer that has slices for them.
     void write_lines(Imf_2_4::FrameBuffer const& buffer, int count);
 
@@ -108,7 +110,7 @@ public:
 
 private:
     ExrOutput<Imf_2_4::OutputFile> m_output;
-    int m_end_line;
+    int m_begin_line, m_end_line;
 };
 
 /// Tiles side by side: columns [begin_column, end_column) of one row.
@@ -128,6 +130,8 @@ public:
     int rows() const { return m_rows; }
     /// True if the file has the tile, or waits with it. Columns and rows that the file does not have count as not there.
     bool has_tile(int column, int row) const;
+    /// Whether any tile is there; false for a file that is finished or has failed.
+    bool has_tiles() const;
     /// Writes tiles that are not there yet out of a buffer in pixel coordinates.
     void write_tiles(Imf_2_4::FrameBuffer const& buffer, TileRun const& run);
     /// The most tiles that a run should have: several only if there are threads to compress them side by side.

@@ -70,8 +70,7 @@ try {
     if (m_is_nobodys)
         return false;
     close_file();
-    m_was_written = m_has_failed = m_is_dropped = false;
-    m_is_empty = true;
+    m_was_written = m_has_failed = m_has_regions = m_is_dropped = false;
     m_tile_size = tile_size;
     m_write_mode = app && app->tiling_mode != 0 && tile_size != 0 ? WRITE_MODE_TILED : WRITE_MODE_SCANLINE;
     m_color_space = CoreString::after_first(options.color_space,
@@ -149,6 +148,12 @@ bool ImageIOOutput::is_writable() const
     return !m_was_written && (m_oiio_file || m_scanline_file || m_tiled_file);
 }
 
+/// Of an OpenEXR file, also those of a region that failed half-way.
+bool ImageIOOutput::has_blocks() const
+{
+    return (m_scanline_file && m_scanline_file->has_lines()) || (m_tiled_file && m_tiled_file->has_tiles());
+}
+
 /// False for a file in the mode of tiles that was opened without any: tiling modes other than 0 and 1 make such ones.
 bool ImageIOOutput::has_tiles_to_write() const
 {
@@ -161,7 +166,8 @@ try {
     if (!is_writable())
         return write_fail();
     m_was_written = true;
-    m_is_empty = m_is_dropped = false;
+    m_has_regions |= has_blocks();
+    m_is_dropped = false;
     bool const is_written =
         m_write_type == WRITE_TYPE_EXR ? write_exr(context, progress) : write_oiio(context, progress);
     m_has_failed = !is_written;
@@ -201,12 +207,12 @@ try {
     Window const part = clip(region);
     if (part.is_empty())
         return ImageIO::SAVING_STATUS_SUCCESS;
-    m_is_empty = m_is_dropped = false;
     log_line(kLogInformation, "Saving ", m_write_mode == WRITE_MODE_TILED ? "tiled" : "scanline", " region (",
              part.x, ", ", part.y, ", ", part.width, ", ", part.height, ")...\n");
     bool const is_written = m_write_type == WRITE_TYPE_EXR
                                 ? write_exr_region(context, part.rectangle(), progress)
                                 : write_oiio_region(context, part.rectangle(), progress);
+    m_has_regions |= is_written;
     return is_written ? ImageIO::SAVING_STATUS_SUCCESS : write_fail();
 } catch (...) {
     return write_fail();
@@ -272,19 +278,21 @@ void ImageIOOutput::close_oiio()
         log_line(kLogError, "Error while closing '", m_filename, "'.\n");
         log_oiio_error();
     }
-    if (m_is_dropped)
+    if (m_is_dropped && !m_has_regions)
         if (auto* const file = dynamic_cast<zv_image_io::CheckedImageOutput*>(m_oiio_file.get()))
             file->remove_file();
     m_oiio_file.reset();
 }
 
-/// A file that nobody called `write` for keeps what was handed over. One that failed, or is dropped, goes away.
+/// A file that nobody called `write` for keeps what was handed over, and so does one of whose regions `write` could not
+/// make a whole picture. One that has none, or does not hold what it was given, goes away.
 template <class File>
 void ImageIOOutput::close_exr(std::unique_ptr<File>& file)
 {
     if (!file)
         return;
-    if (file->is_open() && !m_has_failed && !m_is_dropped && !file->has_failed()) {
+    bool const is_worth_keeping = m_has_regions || !(m_has_failed || m_is_dropped);
+    if (file->is_open() && is_worth_keeping && !file->has_failed()) {
         try {
             file->finish_early();
         } catch (...) {
@@ -313,7 +321,7 @@ try {
 
 void ImageIOOutput::drop_if_empty()
 {
-    m_is_dropped = m_is_empty;
+    m_is_dropped = !m_was_written && !m_has_regions && !has_blocks();
 }
 
 AppBase* ImageIOOutput::get_app() const

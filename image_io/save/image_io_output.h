@@ -49,7 +49,8 @@ public:
               GMathVec4<int> const& canvas_rectangle, int tile_size);
 
     /// Writes the whole picture and finishes the file; of an OpenEXR file what is missing of it. A second
-    /// time it fails. Success means that every byte is in the file.
+    /// time it fails. Success means that every byte is in the file. An OpenEXR file that failed keeps the
+    /// regions that came before; one without any, or with bytes that were refused, goes away.
     ImageIO::SavingStatus write(ImageEvalContext& context, AppProgressBar* progress);
 
     /// Writes the part of the region that lies in the file, at once. OpenEXR scanline files take their lines
@@ -91,6 +92,7 @@ private:
     bool create_oiio(OfApp* app, ImageSaveOptions const& options, GMathVec4<int> const& region,
                      GMathVec4<int> const& canvas_rectangle);
     bool is_writable() const;
+    bool has_blocks() const;
     bool has_tiles_to_write() const;
     zv_image_io::Window clip(GMathVec4<int> const& region) const;
     bool write_exr(ImageEvalContext& context, AppProgressBar* progress);
@@ -118,8 +120,8 @@ private:
     int m_tile_size = 0;
     ImageMap const* m_image_map;
     bool m_was_written = false;  ///< `write` was called: the file is finished, or has failed
-    bool m_has_failed = false;   ///< and cannot be made whole any more
-    bool m_is_empty = true;      ///< no pixels were handed over
-    bool m_is_dropped = false;   ///< nobody wants it
+    bool m_has_failed = false;   ///< and will never be whole
+    bool m_has_regions = false;  ///< some were handed over before that
+    bool m_is_dropped = false;   ///< nobody wants it without any
     bool m_is_nobodys = false;   ///< never opens
 };

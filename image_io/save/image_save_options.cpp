@@ -1,9 +1,12 @@
 #include "image_io/save/image_save_options.h"
 
+#include <utility>
+
 #include "host/core/core_hash_table.h"
 #include "host/image/image_canvas.h"
 #include "host/parser/parser_group.h"
 #include "image_io/frame/log_line.h"
+#include "image_io/save/canvas_meta_data.h"
 
 namespace {
 
@@ -55,13 +58,25 @@ void read_entry(ParserEntry const& entry, CoreString const& prefix, MetaData& it
     item.values = std::move(values);
 }
 
-/// Items that were read by then stay.
 void log_metadata_loss()
 {
     zv_image_io::log_line(zv_image_io::kLogError, "Not all metadata was taken: there is no memory for it.\n");
 }
 
 }  // namespace
+
+void zv_image_io::append_canvas_meta_data(ImageSaveOptions& options, ImageCanvas const& canvas)
+{
+    CoreArray<MetaData> longer = options.meta_data;
+    unsigned int slot = longer.get_count();
+    longer.resize(slot + canvas.m_meta_data.get_count());
+    canvas.m_meta_data.for_each([&](CoreString const& name, CoreArray<CoreVariant> const& values) {
+        longer[slot].name = name;
+        longer[slot].values = values;
+        ++slot;
+    });
+    options.meta_data = std::move(longer);
+}
 
 ImageSaveOptions::ImageSaveOptions() = default;
 ImageSaveOptions::~ImageSaveOptions() = default;
@@ -97,18 +112,13 @@ try {
     for (unsigned int index = 0; index < group.get_entry_count(); ++index)
         read_entry(*group.get_entry(index), prefix, meta_data[base + index], names);
 } catch (...) {
+    // Items that were read by then stay.
     log_metadata_loss();
 }
 
 void ImageSaveOptions::add_image_canvas_meta_data(ImageCanvas const& canvas)
 try {
-    unsigned int slot = meta_data.get_count();
-    meta_data.resize(slot + canvas.m_meta_data.get_count());
-    canvas.m_meta_data.for_each([&](CoreString const& name, CoreArray<CoreVariant> const& values) {
-        meta_data[slot].name = name;
-        meta_data[slot].values = values;
-        ++slot;
-    });
+    zv_image_io::append_canvas_meta_data(*this, canvas);
 } catch (...) {
     log_metadata_loss();
 }

@@ -45,6 +45,7 @@ struct ZV_IMAGE_IO_EXPORT ImageSaveOptions {
     /// `prefix`_name.
     void fill_metadata(CoreString prefix, CoreString text, bool append);
 
-    /// Appends the canvas's own metadata, whatever names there are already.
+    /// Appends the canvas's own metadata, whatever names there are already; without memory none of it, and a line of
+    /// level 1. A save does so by itself, and fails then.
     void add_image_canvas_meta_data(ImageCanvas const& canvas);
 };

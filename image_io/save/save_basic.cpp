@@ -2,6 +2,7 @@
 
 #include "host/image/image_map.h"
 #include "host/of/of_app.h"
+#include "image_io/frame/log_exception.h"
 #include "image_io/save/child_bar.h"
 #include "image_io/save/image_io_save.h"
 #include "image_io/save/image_save_options.h"
@@ -50,5 +51,6 @@ try {
     });
     return status;
 } catch (...) {
+    zv_image_io::log_save_exception(filename);
     return ImageIO::SAVING_STATUS_CANNOT_WRITE_FILE;
 }

@@ -1,4 +1,5 @@
 #include "host/of/of_app.h"
+#include "image_io/frame/log_exception.h"
 #include "image_io/save/child_bar.h"
 #include "image_io/save/image_io_outputs.h"
 #include "image_io/save/image_io_save.h"
@@ -8,6 +9,9 @@ namespace {
 
 using Status = ImageIO::SavingStatus;
 using Format = ImageIOFileFormat;
+
+/// What a failure calls the files of a list.
+constexpr char const* kImage = "the image";
 
 bool is_simple(Format::Save format)
 {
@@ -62,6 +66,7 @@ try {
         progress->set_value(1.0f);
     return status;
 } catch (...) {
+    zv_image_io::log_save_exception(filename);
     return ImageIO::SAVING_STATUS_WRITE_FAILED;
 }
 
@@ -81,6 +86,7 @@ try {
         progress->set_step_count(outputs.get_count());
     return write_outputs(app, outputs, context, progress);
 } catch (...) {
+    zv_image_io::log_save_exception(filename);
     return ImageIO::SAVING_STATUS_WRITE_FAILED;
 }
 
@@ -91,6 +97,7 @@ try {
         progress->set_step_count(outputs.get_count());
     return write_outputs(app, outputs, context, progress);
 } catch (...) {
+    zv_image_io::log_save_exception(kImage);
     return ImageIO::SAVING_STATUS_WRITE_FAILED;
 }
 
@@ -104,5 +111,6 @@ try {
     }
     return ImageIO::SAVING_STATUS_SUCCESS;
 } catch (...) {
+    zv_image_io::log_save_exception(kImage);
     return ImageIO::SAVING_STATUS_WRITE_FAILED;
 }

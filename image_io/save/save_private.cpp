@@ -6,7 +6,9 @@
 #include "host/of/of_app.h"
 #include "host/sys/sys_memory.h"
 #include "host/sys/sys_timer.h"
+#include "image_io/frame/log_exception.h"
 #include "image_io/frame/log_line.h"
+#include "image_io/save/canvas_meta_data.h"
 #include "image_io/save/child_bar.h"
 #include "image_io/save/image_io_save.h"
 #include "image_io/save/image_io_save_private.h"
@@ -66,7 +68,7 @@ try {
         return ImageIO::SAVING_STATUS_NOTHING_TO_SAVE;
     }
     SysTimer const timer;
-    options.add_image_canvas_meta_data(canvas);
+    append_canvas_meta_data(options, canvas);
     Status status;
     {
         ChildBar const bar(app, progress, CoreString(" (") + CoreString::after_last(filename, '/') + ")");
@@ -83,5 +85,6 @@ try {
                  static_cast<unsigned long long>(timer.get_elapsed_time()), "ms.\n");
     return status;
 } catch (...) {
+    zv_image_io::log_save_exception(filename);
     return ImageIO::SAVING_STATUS_CANNOT_WRITE_FILE;
 }

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "image_io/frame/checked_image_output.h"
+#include "image_io/frame/log_exception.h"
 #include "image_io/frame/log_line.h"
 #include "image_io/frame/writer_limits.h"
 #include "image_io/save/image_io_save.h"
@@ -79,5 +80,6 @@ try {
     log_line(kLogError, "Could not write ", filename, ", error = ", failure->c_str(), "\n");
     return ImageIO::SAVING_STATUS_CANNOT_WRITE_FILE;
 } catch (...) {
+    zv_image_io::log_save_exception(filename);
     return ImageIO::SAVING_STATUS_CANNOT_WRITE_FILE;
 }

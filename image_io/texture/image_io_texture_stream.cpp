@@ -5,13 +5,12 @@
 #include <mutex>
 
 #include "image_io/frame/guarded.h"
-#include "image_io/frame/log_line.h"
+#include "image_io/texture/cache_limit.h"
 #include "image_io/texture/judged_files.h"
 #include "image_io/texture/lookup_gate.h"
 #include "image_io/texture/texture_lookup.h"
 
 using zv_image_io::guarded;
-using zv_image_io::log_line;
 using zv_image_io::LookupGate;
 
 std::atomic<ImageIOTextureStream*> ImageIOTextureStream::m_texture_singleton = nullptr;
@@ -24,12 +23,6 @@ std::mutex s_creation;
 /// One for all streams, as there is one image cache behind them.
 zv_image_io::LookupGate s_gate;
 zv_image_io::JudgedFiles s_judged;
-
-void limit_cache(OIIO::TextureSystem& system, float megabytes)
-{
-    if (!system.attribute("max_memory_MB", megabytes))
-        log_line(zv_image_io::kLogInformation, "Failed to set texture cache limit\n");
-}
 
 }  // namespace
 
@@ -45,7 +38,7 @@ void ImageIOTextureStream::start()
     std::shared_ptr<OIIO::TextureSystem> const fresh = {
         OIIO::TextureSystem::create(true, nullptr),
         [](OIIO::TextureSystem* system) { OIIO::TextureSystem::destroy(system, false); }};
-    limit_cache(*fresh, m_cache_size);
+    zv_image_io::set_cache_limit(*fresh, m_cache_size);
     fresh->attribute("gray_to_rgb", 1);
     m_texture_system = fresh;
 }
@@ -100,11 +93,7 @@ float ImageIOTextureStream::get_cache_size()
 {
     return guarded(0.0f, [] {
         ImageIOTextureStream* const stream = get_texture_stream();
-        float megabytes = 0.0f;
-        if (stream && stream->m_texture_system->getattribute("max_memory_MB", megabytes))
-            return megabytes;
-        log_line(zv_image_io::kLogWarning, "Unable to retrieve texture cache size");
-        return 0.0f;
+        return zv_image_io::get_cache_limit(stream ? stream->m_texture_system.get() : nullptr);
     });
 }
 
@@ -115,7 +104,7 @@ void ImageIOTextureStream::set_cache_size(double const& megabytes)
     m_cache_size = static_cast<float>(megabytes);
     // A stream made here has taken the new limit already, and takes it once more.
     if (ImageIOTextureStream* const stream = get_texture_stream())
-        guarded([stream] { limit_cache(*stream->m_texture_system, m_cache_size); });
+        guarded([stream] { zv_image_io::set_cache_limit(*stream->m_texture_system, m_cache_size); });
 }
 
 GMathVec2<int> ImageIOTextureStream::get_image_size(UniqueString const& name) const

@@ -1,5 +1,7 @@
 // The cache's memory, read out of OpenImageIO's statistics text: no attribute tells it.
 
+#include "image_io/texture/texture_memory.h"
+
 #include <optional>
 
 #include "host/gmath/gmath_units.h"
@@ -56,27 +58,33 @@ unsigned long long whole_bytes(double bytes)
 
 }  // namespace
 
+CoreString zv_image_io::peak_cache_memory(CoreString const& statistics)
+{
+    auto const line = find_memory_line(statistics);
+    // The line end's position is passed as a count, so the text goes on past it; callers know it so.
+    return line ? statistics.sub_string(line->start, line->end) : CoreString();
+}
+
+unsigned long long zv_image_io::peak_cache_bytes(CoreString const& statistics)
+{
+    auto const& units = memory_units();
+    auto const line = find_memory_line(statistics);
+    if (!line)
+        return 0;
+    CoreString const value = statistics.sub_string(line->start, line->end - line->start);
+    return whole_bytes(GMathUnits::get_value_from_str_with_unit(units, value, 0.0, "memory", "memory", "byte",
+                                                                GMathUnits::FORMAT_NUMBER_UNIT));
+}
+
 CoreString ImageIOTextureStream::get_peak_cache_memory()
 {
-    return guarded(CoreString(), [this] {
-        CoreString const statistics = get_stats(1);
-        auto const line = find_memory_line(statistics);
-        // The line end's position is passed as a count, so the text goes on past it; callers know it so.
-        return line ? statistics.sub_string(line->start, line->end) : CoreString();
-    });
+    return guarded(CoreString(), [this] { return zv_image_io::peak_cache_memory(get_stats(1)); });
 }
 
 unsigned long long ImageIOTextureStream::get_memory_size() const
 {
     return guarded(0ull, [] {
-        auto const& units = memory_units();
         ImageIOTextureStream* const stream = get_texture_stream();
-        CoreString const statistics = stream ? stream->get_stats(1) : CoreString();
-        auto const line = find_memory_line(statistics);
-        if (!line)
-            return 0ull;
-        CoreString const value = statistics.sub_string(line->start, line->end - line->start);
-        return whole_bytes(GMathUnits::get_value_from_str_with_unit(units, value, 0.0, "memory", "memory",
-                                                                    "byte", GMathUnits::FORMAT_NUMBER_UNIT));
+        return zv_image_io::peak_cache_bytes(stream ? stream->get_stats(1) : CoreString());
     });
 }

@@ -80,6 +80,22 @@ TEST(ExtensionList, AsksAgainWhileTheSourceGivesNothing)
     EXPECT_EQ(asked, 3);
 }
 
+TEST(ExtensionList, WithoutAnAnswerContainsNothing)
+{
+    bool answers = false;
+    ExtensionList list([&](CoreString& text) {
+        text = "a:exr,tif";
+        return answers;
+    });
+
+    for (char const* extension : {"exr", "tif", "a", ""})
+        EXPECT_FALSE(list.contains(extension)) << extension;
+    answers = true;
+    EXPECT_TRUE(list.contains("exr"));
+    EXPECT_TRUE(list.contains("tif"));
+    EXPECT_FALSE(list.contains("a"));
+}
+
 TEST(ExtensionList, SurvivesASourceThatThrows)
 {
     bool throws = true;

@@ -9,6 +9,7 @@
 #include "image_io/frame/version.h"
 #include "tests/support/log_capture.h"
 #include "tests/support/recording_progress.h"
+#include "tests/support/throwing_bar.h"
 
 namespace {
 
@@ -66,6 +67,22 @@ TEST(ProgressTask, EndsWithItsScope)
     EXPECT_EQ(progress.calls(),
               (std::vector<std::string>{"begin_task \"outer\" 0.5 false", "begin_task \"inner\" 0.25 false",
                                         "end_task", "end_task"}));
+}
+
+TEST(ProgressTask, EndsThoughTheDisplayFails)
+{
+    int countdown = 0;
+    zv_test::ThrowingBar progress(countdown);
+    AppProgressBar::Task const* const root = progress.m_current_task;
+
+    {
+        ProgressTask const task(&progress, "task", 0.5f);
+        EXPECT_NE(progress.m_current_task, root);
+    }
+
+    EXPECT_LT(countdown, 0) << "the display failed";
+    EXPECT_EQ(progress.m_current_task, root);
+    EXPECT_EQ(progress.get_total(), 0.5f);
 }
 
 TEST(ProgressTask, DoesNothingWithoutABar)

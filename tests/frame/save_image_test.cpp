@@ -1,7 +1,9 @@
 #include <OpenImageIO/imageio.h>
 
+#include <atomic>
 #include <filesystem>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -347,6 +349,38 @@ TEST(SaveImage, RefusedShapeLeavesAnOlderFileAlone)
     ASSERT_EQ(log.lines().size(), 1u);
     EXPECT_EQ(log.lines()[0].text.rfind("Could not write " + path + ", error = ", 0), 0u);
     EXPECT_EQ(zv_test::file_bytes(path), before);
+}
+
+TEST(SaveImage, OnSeveralThreadsGivesTheFilesOfOne)
+{
+    constexpr int kThreads = 6, kRounds = 4;
+    TempDir const folder;
+    std::vector<std::string> const names = {"a.png", "b.tga", "c.bmp", "d.exr", "e.jpg"};
+    auto const save = [&](std::string const& prefix, std::size_t which) {
+        std::string const path = folder.file(prefix + names[which]);
+        bool const is_saved = which % 2 ? save_bytes(path, 3) : save_floats(path, 3);
+        return is_saved ? zv_test::file_bytes(path) : std::vector<char>();
+    };
+    std::vector<std::vector<char>> wanted;
+    for (std::size_t which = 0; which < names.size(); ++which) {
+        wanted.push_back(save("alone_", which));
+        ASSERT_FALSE(wanted.back().empty()) << names[which];
+    }
+    std::atomic<int> right = 0;
+
+    std::vector<std::thread> threads;
+    for (int thread = 0; thread < kThreads; ++thread)
+        threads.emplace_back([&, thread] {
+            for (int round = 0; round < kRounds; ++round)
+                for (std::size_t i = 0; i < names.size(); ++i) {
+                    std::size_t const which = (i + std::size_t(thread)) % names.size();
+                    right += save("thread" + std::to_string(thread) + "_", which) == wanted[which];
+                }
+        });
+    for (std::thread& thread : threads)
+        thread.join();
+
+    EXPECT_EQ(right, kThreads * kRounds * int(names.size()));
 }
 
 TEST(ImageIO, RegistersOneClassRecord)

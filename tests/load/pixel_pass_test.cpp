@@ -14,6 +14,7 @@
 #include "image_io/load/image_io_load.h"
 #include "tests/load/loaded_picture.h"
 #include "tests/load/native_samples.h"
+#include "tests/support/log_capture.h"
 #include "tests/support/pictures.h"
 #include "tests/support/scripted_format.h"
 #include "tests/support/temp_dir.h"
@@ -289,6 +290,7 @@ TEST(PixelPassOfALoad, FailsTheLoadIfItFailsWithTheCanvasFinalized)
         ~Limit() { ImageTileFactory::get().set_memory_limit(0); }
     };
     ImageCanvas canvas(false);
+    LogCapture const log;
     {
         Limit const limit(ImageTileFactory::get().get_statistics().bytes_in_use + 66 * 66 * 4);
 
@@ -296,6 +298,7 @@ TEST(PixelPassOfALoad, FailsTheLoadIfItFailsWithTheCanvasFinalized)
             ImageIOLoad::load_image(file.path().c_str(), canvas, options_of("ACEScg"), nullptr, nullptr));
     }
 
+    EXPECT_TRUE(log.lines().empty());
     EXPECT_TRUE(canvas.is_finalized());
     EXPECT_EQ(canvas.get_width(), 64);
     EXPECT_EQ(file.closes(), 1);

@@ -199,9 +199,11 @@ TEST_F(Plate, FailedReadClearsAllButTheHeight)
     script.bad_rows = {1};
     ScriptedFile const file(folder, script);
     PlateImage plate(file.path().c_str());
+    zv_test::LogCapture const log;
 
     EXPECT_FALSE(plate.load(nullptr));
 
+    EXPECT_TRUE(log.lines().empty());
     EXPECT_FALSE(plate.is_loaded());
     EXPECT_EQ(plate.get_pixels(), nullptr);
     EXPECT_EQ(plate.get_width(), 0);

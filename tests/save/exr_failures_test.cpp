@@ -4,6 +4,7 @@
 #include "tests/save/exr_saves.h"
 #include "tests/save/exr_threads.h"
 #include "tests/save/file_size_limit.h"
+#include "tests/support/throwing_bar.h"
 
 namespace {
 
@@ -225,6 +226,89 @@ TEST(ExrWriters, WithoutMemoryForABlockFailTheSave)
                                   {1, "Failed to write '" + folder.file("a.exr") + "'.\n"}}));
     output.reset();
     EXPECT_FALSE(fs::exists(folder.file("a.exr")));
+}
+
+class ExrFailedWrites : public testing::TestWithParam<int> {};  // tiling mode
+
+INSTANTIATE_TEST_SUITE_P(Modes, ExrFailedWrites, testing::Values(0, 1));
+
+TEST_P(ExrFailedWrites, KeepTheRegionsThatCameBefore)
+{
+    TempDir const folder;
+    std::string const path = folder.file("a.exr");
+    OfApp app;
+    app.tiling_mode = GetParam();
+    SavePicture picture({});  // 47 by 33 in tiles of 16
+    auto output = picture.output(path);
+    ASSERT_TRUE(output->open(&app, exr_options(), picture.window, picture.window, 16));
+    ASSERT_EQ(output->write_region(picture.context, rectangle(0, 0, 47, 16), nullptr), kSuccess);
+    int countdown = 0;
+    ThrowingBar bar(countdown);
+    {
+        LogCapture const log(0);
+        EXPECT_EQ(output->write(picture.context, &bar), kFailed);
+    }
+    EXPECT_EQ(output->write(picture.context, nullptr), kFailed);
+    LogCapture const log;
+
+    output->close();
+
+    EXPECT_EQ(log.lines(), (Lines{{3, "Closed '" + path + "'.\n"}}));
+    ASSERT_TRUE(fs::exists(path));
+    ReadExr const file = read_exr(path);
+    EXPECT_FALSE(file.is_complete);
+    for (int y = 0; y < 16; ++y)
+        for (int x = 0; x < 47; ++x)
+            ASSERT_EQ(file.at("G", x, y), encoded(1, x, y)) << x << " " << y;
+}
+
+TEST_P(ExrFailedWrites, KeepTheBlocksOfARegionThatFailed)
+{
+    TempDir const folder;
+    std::string const path = folder.file("a.exr");
+    OfApp app;
+    app.tiling_mode = GetParam();
+    SavePicture picture({});
+    auto output = picture.output(path);
+    ASSERT_TRUE(output->open(&app, exr_options(), picture.window, picture.window, 16));
+    LogCapture const log(0);
+    for (bool in_region : {true, false}) {
+        int countdown = 0;  // the first block is written by then
+        ThrowingBar bar(countdown);
+        EXPECT_EQ(in_region ? output->write_region(picture.context, rectangle(0, 0, 47, 33), &bar)
+                            : output->write(picture.context, &bar),
+                  kFailed);
+    }
+
+    output.reset();
+
+    ASSERT_TRUE(fs::exists(path));
+    if (GetParam()) {
+        EXPECT_TRUE(tile_reads(path, 0, 0));
+    } else {
+        EXPECT_EQ(read_exr(path).at("G", 5, 15), encoded(1, 5, 15));
+    }
+}
+
+TEST_P(ExrFailedWrites, OfAFileWithoutRegionsRemoveIt)
+{
+    TempDir const folder;
+    std::string const path = folder.file("a.exr");
+    OfApp app;
+    app.tiling_mode = GetParam();
+    SavePicture picture({});
+    auto output = picture.output(path);
+    ASSERT_TRUE(output->open(&app, exr_options(), picture.window, picture.window, 16));
+    ASSERT_EQ(output->write_region(picture.context, rectangle(90, 90, 16, 16), nullptr), kSuccess)
+        << "it lies elsewhere";
+    int countdown = 1;
+    ThrowingBar bar(countdown);
+    LogCapture const log(0);
+
+    EXPECT_EQ(output->write(picture.context, &bar), kFailed);
+
+    output.reset();
+    EXPECT_FALSE(fs::exists(path));
 }
 
 }  // namespace

@@ -237,6 +237,26 @@ TEST(ExrScanlineWriter, AFailedWriteLeavesTheProgressFull)
     EXPECT_TRUE(file.has_failed());
 }
 
+TEST(ExrScanlineWriter, AFailedWriteFillsTheBarBeforeItIsTold)
+{
+    SavePicture picture(shape_at(0, 33, 16));
+    OfApp app;
+    auto const header = ImageIOSaveDoors::header(&app, exr_options(), picture.map().m_channels, 0,
+                                                 picture.window, picture.window);
+    ExrScanlineFile file("/dev/full", *header, 0);
+    RecordingProgress progress;
+    LogCapture const log;  // takes the log over, and gives it back
+    std::vector<std::string> calls_before_the_line;
+    CoreLogHandler::set_sink([&](int, CoreString const&) { calls_before_the_line = progress.calls(); });
+
+    EXPECT_FALSE(ImageIOSaveDoors::scanline_region(*header, file, picture.window, picture.map().m_channels,
+                                                   16, "", &progress));
+
+    ASSERT_FALSE(calls_before_the_line.empty());
+    EXPECT_EQ(calls_before_the_line.back(), "set_value 1");
+    EXPECT_EQ(calls_before_the_line, progress.calls()) << "nothing is told of it later";
+}
+
 TEST(ExrScanlineWriter, ABlockThatIsRefusedNamesTheFile)
 {
     SavePicture picture(shape_at(0, 4000, 16));

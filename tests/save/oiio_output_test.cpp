@@ -93,6 +93,24 @@ TEST(ImageIOOutputOfOpenImageIo, TellsACloseThatFails)
     EXPECT_EQ(file.written().calls.back(), "destroy");
 }
 
+TEST(ImageIOOutputOfOpenImageIo, ACloseThatFailsWithoutATextIsOneLine)
+{
+    TempDir const folder;
+    OfApp app;
+    SavePicture picture({});
+    WriteScript script;
+    script.close = WriteScript::REFUSE;
+    script.close_error = "";
+    ScriptedFile const file(folder, script);
+    auto output = picture.output(file.path());
+    ASSERT_TRUE(output->open(&app, script_options(), picture.window, picture.window, 16));
+    LogCapture const log(2);
+
+    output->close();
+
+    EXPECT_EQ(log.lines(), (Lines{{1, "Error while closing '" + file.path() + "'.\n"}}));
+}
+
 TEST(ImageIOOutputOfOpenImageIo, RegionsAreCutAtZeroAndTheSizeWhateverTheOrigin)
 {
     TempDir const folder;

@@ -1,4 +1,3 @@
-#include <filesystem>
 #include <stdexcept>
 
 #include <gtest/gtest.h>
@@ -6,11 +5,13 @@
 #include "host/app_base/app_progress_bar.h"
 #include "host/of/of_app.h"
 #include "image_io/frame/image_io.h"
+#include "image_io/save/image_io_outputs.h"
 #include "image_io/save/image_io_save.h"
 #include "image_io/save/image_save_options.h"
 #include "tests/save/test_canvas.h"
 #include "tests/support/log_capture.h"
 #include "tests/support/temp_dir.h"
+#include "tests/support/throwing_bar.h"
 
 // Bars are the application's: what their display throws ends a save at worst.
 
@@ -18,26 +19,7 @@ namespace {
 
 using namespace zv_test;
 using Format = ImageIOFileFormat;
-
-/// Throws at one of the changes of all its bars.
-class ThrowingBar : public AppProgressBar {
-public:
-    explicit ThrowingBar(int& countdown)
-        : AppProgressBar("throwing")
-        , m_countdown(countdown)
-    {
-    }
-
-protected:
-    void on_change(float) override
-    {
-        if (m_countdown-- == 0)
-            throw std::runtime_error("no display");
-    }
-
-private:
-    int& m_countdown;
-};
+using Lines = std::vector<LogLine>;
 
 struct ThrowingApp : OfApp {
     int countdown = 0;
@@ -74,7 +56,7 @@ TEST_P(ThrowingBars, EndASaveAtWorst)
         options.format = format;
         options.color_space = "";
         options.compression = Format::COMPRESSION_NONE;
-        LogCapture const log(0);
+        LogCapture const log(1);
         char const* const name = format == Format::SAVE_EXR16   ? "a.exr"
                                  : format == Format::SAVE_TIFF8 ? "a.tif"
                                                                 : "a.png";
@@ -86,6 +68,7 @@ TEST_P(ThrowingBars, EndASaveAtWorst)
         if (status == ImageIO::SAVING_STATUS_SUCCESS) {
             EXPECT_GE(read_picture(folder.file(name)).spec.width, 47);  // tiles are whole
         }
+        EXPECT_EQ(log.lines().empty(), status == ImageIO::SAVING_STATUS_SUCCESS) << change;
         for (AppProgressBar const* bar : app.bars)
             EXPECT_TRUE(bar->m_finished) << change;
     }
@@ -101,7 +84,7 @@ TEST(ThrowingBar, EndTheGenericSaveItself)
     TestCanvas const canvas;
     ImageSaveOptions options;
     options.format = static_cast<Format::Save>(77);
-    LogCapture const log(0);
+    LogCapture const log(1);
     bool const throws_by_itself = [&] {
         try {
             bar.set_value(1.0f);
@@ -116,6 +99,64 @@ TEST(ThrowingBar, EndTheGenericSaveItself)
     EXPECT_EQ(ImageIOSave::save_generic(canvas.context(), "/no/such/folder/a.tif", options, &canvas.map(),
                                         canvas.canvas_rectangle(), canvas.data_window(), nullptr, &bar),
               ImageIO::SAVING_STATUS_WRITE_FAILED);
+    EXPECT_EQ(log.lines(), (Lines{{1, "Could not write /no/such/folder/a.tif, error = no display\n"}}));
+}
+
+/// Throws where a save tells how many steps there will be.
+struct BarWithoutSteps : AppProgressBar {
+    BarWithoutSteps()
+        : AppProgressBar("no steps")
+    {
+    }
+    void set_step_count(unsigned int) override { throw std::runtime_error("no display"); }
+};
+
+TEST(ThrowingBar, IsToldByEachOperationThatItEnds)
+{
+    TempDir const folder;
+    std::string const name = folder.file("a.tif");
+    BarWithoutSteps bar;
+    TestCanvas const canvas;
+    ImageSaveOptions options;
+    options.format = Format::SAVE_TIFF8;
+    options.color_space = "";
+    LogCapture const log(1);
+
+    EXPECT_EQ(ImageIOSave::save_advanced(canvas.context(), name.c_str(), options, &canvas.map(),
+                                         canvas.canvas_rectangle(), canvas.data_window(), nullptr, &bar),
+              ImageIO::SAVING_STATUS_WRITE_FAILED);
+    EXPECT_EQ(ImageIOSave::save_basic(canvas.context(), name.c_str(), options, &canvas.map(),
+                                      canvas.canvas_rectangle(), nullptr, &bar),
+              ImageIO::SAVING_STATUS_CANNOT_WRITE_FILE);
+    ImageIOOutputs outputs;
+    ImageEvalContext context = canvas.context();
+    EXPECT_EQ(ImageIOSave::save(nullptr, outputs, context, &bar), ImageIO::SAVING_STATUS_WRITE_FAILED);
+
+    LogLine const with_file{1, "Could not write " + name + ", error = no display\n"};
+    EXPECT_EQ(log.lines(),
+              (Lines{with_file, with_file, {1, "Could not write the image, error = no display\n"}}));
+}
+
+TEST(ThrowingApplication, EndsASaveThatSaysSo)
+{
+    struct AppWithoutBars : OfApp {
+        std::unique_ptr<AppProgressBar> make_progress_bar(CoreString const&, bool, bool) override
+        {
+            throw std::runtime_error("no bars");
+        }
+    } app;
+    TempDir const folder;
+    std::string const name = folder.file("a.exr");
+    AppProgressBar bar("whole");
+    TestCanvas const canvas;
+    ImageSaveOptions options;
+    options.format = Format::SAVE_EXR16;
+    LogCapture const log(1);
+
+    EXPECT_EQ(ImageIO::save(name.c_str(), options, canvas.canvas(), &app, &bar, nullptr),
+              ImageIO::SAVING_STATUS_CANNOT_WRITE_FILE);
+
+    EXPECT_EQ(log.lines(), (Lines{{1, "Could not write " + name + ", error = no bars\n"}}));
 }
 
 }  // namespace

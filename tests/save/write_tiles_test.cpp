@@ -198,8 +198,11 @@ TEST(SaveTiled, PassesOnWhatCloseSays)
     WriteScript script = tiled_script();
     script.close = WriteScript::REFUSE;
     OpenTiles tiles(canvas, script);
+    LogCapture const log;
 
     EXPECT_FALSE(tiles.save());
+
+    EXPECT_EQ(log.lines(), Lines{}) << "the output tells it";
 
     EXPECT_EQ(tiles.output->geterror(), "scripted: will not close");
 }
@@ -359,6 +362,18 @@ TEST(TileColour, EmptyNameMeansNone)
     EXPECT_TRUE(tiles.save(""));
 
     expect_tile(tiles.tile(0), 16, 4, 16, 16);
+}
+
+TEST(TileColour, UnknownAndEqualNamesMeanNone)
+{
+    TestCanvas const canvas;
+    for (CoreString const& name : {CoreString("no such space"), ColorIO::get_default_color_space_name()}) {
+        OpenTiles tiles(canvas);
+
+        EXPECT_TRUE(tiles.save(name));
+
+        expect_tile(tiles.tile(0), 16, 4, 16, 16);
+    }
 }
 
 TEST(TileColour, SingleColoursAreAsExpected)

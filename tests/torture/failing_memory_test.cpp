@@ -1,11 +1,25 @@
+#include <OpenImageIO/imageio.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <vector>
 
 #include "host/core/core_log_handler.h"
+#include "host/image/image_tile_factory.h"
+#include "host/of/of_app.h"
 #include "host/resource/resource_user.h"
+#include "image_io/format/image_io_file_format.h"
+#include "image_io/frame/image_io.h"
+#include "image_io/load/image_header.h"
 #include "image_io/load/image_load_options.h"
+#include "image_io/presets/image_io_resolution_preset_manager.h"
+#include "image_io/save/image_io_outputs.h"
+#include "image_io/save/image_io_save.h"
+#include "image_io/save/image_save_options.h"
 #include "image_io/texture/image_io_texture_manager.h"
+#include "tests/save/test_canvas.h"
 #include "tests/support/temp_dir.h"
 #include "tests/torture/allocations.h"
 #include "tests/torture/roads.h"
@@ -36,11 +50,15 @@ protected:
         return *found;
     }
 
+    /// Tiles that earlier roads gave back would be memory that never fails.
+    static void forget_tiles() { ImageTileFactory::get().free_unused_tiles(false); }
+
     /// What succeeds gave the same as with memory, and some trials failed.
     void expect_no_false_success(std::string const& name)
     {
         Road const& trial = road(name);
         trial.run();
+        forget_tiles();
         count_allocations(Asker::OURS);
         Outcome const wanted = trial.run();
         long long const count = stop_counting();
@@ -48,6 +66,7 @@ protected:
         int failures = 0;
         for (bool for_ever : {false, true})
             for (long long number = 0; number < count; ++number) {
+                forget_tiles();
                 fail_allocation(Asker::OURS, number, for_ever);
                 Outcome const outcome = trial.run();
                 stop_counting();
@@ -55,6 +74,43 @@ protected:
                 EXPECT_TRUE(!outcome.claims_success || outcome == wanted) << number << " at " << failed_at();
             }
         EXPECT_GT(failures, 0);
+        EXPECT_EQ(trial.run(), wanted);
+    }
+
+    /// A single allocation fails and leaves memory for a line: whatever fails for that says so.
+    void expect_failures_to_be_told(std::string const& name)
+    {
+        Road const& trial = road(name);
+        trial.run();
+        forget_tiles();
+        count_allocations(Asker::OURS);
+        trial.run();
+        long long const count = stop_counting();
+        int failures = 0;
+        for (long long number = 0; number < count; ++number) {
+            forget_tiles();
+            unsigned long long const lines = error_lines();
+            fail_allocation(Asker::OURS, number, false);
+            Outcome const outcome = trial.run();
+            stop_counting();
+            failures += !outcome.claims_success;
+            EXPECT_TRUE(outcome.claims_success || error_lines() > lines)
+                << name << ", " << number << " at " << failed_at();
+        }
+        EXPECT_GT(failures, 0) << name;
+    }
+
+    /// The same where nothing but tiles lacks memory: all else goes on, and has to tell.
+    void expect_no_false_success_without_tiles(std::string const& name)
+    {
+        Road const& trial = road(name);
+        ImageTileFactory& factory = ImageTileFactory::get();
+        Outcome const wanted = trial.run();
+        ASSERT_TRUE(wanted.claims_success);
+        factory.set_memory_limit(1);
+        Outcome const without = trial.run();
+        factory.set_memory_limit(0);
+        EXPECT_FALSE(without.claims_success);
         EXPECT_EQ(trial.run(), wanted);
     }
 
@@ -74,6 +130,232 @@ TEST_F(WithoutMemory, APictureOfTilesThatLacksAChannelOrTilesIsNotCalledWhole)
     expect_no_false_success("load tiles.tif, alpha");
 }
 
+TEST_F(WithoutMemory, FailuresAreToldWhereALineHasMemory)
+{
+    for (char const* name :
+         {"save png8", "save exr16 zip lines", "save exr32 none tiles", "save exr16 none lines, regions",
+          "save tiff8", "save split simple.png lines", "save split planned.exr lines, regions"})
+        expect_failures_to_be_told(name);
+}
+
+/// A canvas with metadata that an OpenEXR file takes.
+struct CanvasWithMetaData {
+    CanvasWithMetaData()
+    {
+        for (char const* name : {"artist", "shot", "take"})
+            canvas.canvas().m_meta_data.insert(name, CoreArray<CoreVariant>{CoreVariant(name)});
+        options.format = ImageIOFileFormat::SAVE_EXR16;
+        options.compression = ImageIOFileFormat::COMPRESSION_NONE;
+        options.color_space = "";
+        options.meta_data.add({"own", {CoreVariant("item")}});
+    }
+
+    zv_test::TestCanvas canvas;
+    ImageSaveOptions options;
+};
+
+TEST_F(WithoutMemory, ASaveDoesNotLeaveTheCanvassMetadataOut)
+{
+    std::string const path = folder.file("metadata.exr");
+    int failures = 0;
+    bool has_failed_once = true;
+    for (long long number = 0; has_failed_once; ++number) {
+        CanvasWithMetaData picture;
+        CoreString const name = path.c_str();
+        fail_allocation(Asker::OURS, number, false);
+        bool const is_saved = in_module([&] {
+                                  return ImageIO::save(name, picture.options, picture.canvas.canvas(),
+                                                       nullptr, nullptr, nullptr);
+                              }) == ImageIO::SAVING_STATUS_SUCCESS;
+        stop_counting();
+        has_failed_once = has_failed();
+
+        unsigned int const count = picture.options.meta_data.get_count();
+        EXPECT_TRUE(count == 4 || (count == 1 && !is_saved)) << number << " at " << failed_at();
+        failures += count == 1;
+        if (is_saved) {
+            auto const input = OIIO::ImageInput::open(path);
+            ASSERT_TRUE(input) << number;
+            for (char const* attribute : {"own", "artist", "shot", "take"})
+                EXPECT_NE(input->spec().find_attribute(attribute), nullptr)
+                    << number << " at " << failed_at();
+        }
+    }
+    EXPECT_GT(failures, 0);
+}
+
+TEST_F(WithoutMemory, TheCanvassMetadataIsTakenAsAWholeOrNotAtAll)
+{
+    int failures = 0;
+    bool has_failed_once = true;
+    for (long long number = 0; has_failed_once; ++number) {
+        CanvasWithMetaData picture;
+        unsigned long long const lines = error_lines();
+        fail_allocation(Asker::OURS, number, false);
+        in_module([&] { picture.options.add_image_canvas_meta_data(picture.canvas.canvas()); });
+        stop_counting();
+        has_failed_once = has_failed();
+        EXPECT_EQ(picture.options.meta_data.get_count(), has_failed_once ? 1u : 4u) << number;
+        EXPECT_EQ(error_lines() - lines, has_failed_once ? 1u : 0u) << number;
+        failures += has_failed_once;
+    }
+    EXPECT_GT(failures, 3);
+}
+
+/// Gives what `ask` gives with memory, or `nothing`: for each allocation, failing alone.
+template <class Ask, class Value>
+void expect_right_or_nothing(Ask const& ask, Value const& nothing)
+{
+    Value const wanted = ask();
+    int failures = 0;
+    bool has_failed_once = true;
+    for (long long number = 0; has_failed_once; ++number) {
+        fail_allocation(Asker::OURS, number, false);
+        Value const given = in_module(ask);
+        stop_counting();
+        has_failed_once = has_failed();
+        EXPECT_TRUE(given == wanted || given == nothing) << number << " at " << failed_at();
+        failures += given == nothing;
+    }
+    EXPECT_GT(failures, 0);
+}
+
+TEST_F(WithoutMemory, TheCatalogueOfFormatsGivesNothing)
+{
+    using Format = ImageIOFileFormat;
+    CoreVector<CoreString> const no_names;
+    CoreString const no_text, path("/a/long/path/of/some/file/that.0001.exr"),
+        layer("a layer with a long name"), short_name("EXR16_that_is_in_no_list_at_all"),
+        method("DWAA Compression with a long name");
+    expect_right_or_nothing([] { return Format::get_load_extensions(Format::LOAD_TX); }, no_names);
+    expect_right_or_nothing([] { return Format::get_save_extensions(Format::SAVE_UNKNOWN); }, no_names);
+    expect_right_or_nothing([] { return Format::get_extension_file_filters_for_open_file(); }, no_text);
+    expect_right_or_nothing([] { return Format::get_extension_file_filters_for_save_file(); }, no_text);
+    expect_right_or_nothing([&] { return Format::construct_layer_file_name(path, layer); }, no_text);
+    expect_right_or_nothing([&] { return Format::construct_tile_file_name(path, 12, 3); }, no_text);
+    expect_right_or_nothing([&] { return Format::get_save_from_short_name(short_name); },
+                            Format::SAVE_UNKNOWN);
+    expect_right_or_nothing([&] { return Format::get_compression_from_short_name(method); },
+                            Format::COMPRESSION_UNKNOWN);
+}
+
+TEST_F(WithoutMemory, AListOfPresetsThatCannotBeReadIsReplacedAndTold)
+{
+    static int warnings;
+    CoreLogHandler::set_sink([](int, CoreString const& text) {
+        warnings += text.find("defaulting to Verrane internal config") != CoreString::kNotFound;
+    });
+    std::string const paths[] = {folder.file("a.txt"), folder.file("b.txt")};
+    std::ofstream(paths[0]) << "film { one { width 10; height 20 } }\n";
+    std::ofstream(paths[1]) << "film { two { width 30; height 40 }; three { width 50; height 60 } }\n";
+    OfApp app;
+    app.resolution_preset_file_use = true;
+    ASSERT_TRUE(ImageIOResolutionPresetManager::static_init(&app));
+    auto& manager = *ImageIOResolutionPresetManager::get_instance();
+    unsigned int const built_in = manager.get_presets_count();
+    int replaced = 0;
+    bool has_failed_once = true;
+    for (long long number = 0; has_failed_once; ++number) {
+        app.resolution_preset_file_path = paths[0].c_str();
+        manager.update_file_config_path();
+        ASSERT_EQ(manager.get_presets_count(), 3u);
+        app.resolution_preset_file_path = paths[1].c_str();
+        warnings = 0;
+        fail_allocation(Asker::OURS, number, false);
+        in_module([&] { manager.update_file_config_path(); });
+        stop_counting();
+        has_failed_once = has_failed();
+
+        unsigned int const count = manager.get_presets_count();
+        EXPECT_TRUE(count == 4 || count == built_in) << count << ", " << number << " at " << failed_at();
+        EXPECT_EQ(warnings, count == built_in) << number << " at " << failed_at();
+        replaced += count == built_in;
+        EXPECT_FALSE(app.get_factory().get_enum("resolution_preset")->is_asleep()) << number;
+    }
+    EXPECT_GT(replaced, 0);
+    ImageIOResolutionPresetManager::destroy();
+}
+
+TEST_F(WithoutMemory, ARegionThatIsInAFileStaysThere)
+{
+    OfApp app;
+    zv_test::TestCanvas const canvas;
+    ImageSaveOptions options;
+    options.format = ImageIOFileFormat::SAVE_EXR32;
+    options.compression = ImageIOFileFormat::COMPRESSION_NONE;
+    options.color_space = "";
+    std::string const path = folder.file("regions.exr");
+    for (app.tiling_mode = 0; app.tiling_mode < 2; ++app.tiling_mode) {
+        int failures = 0;
+        bool has_failed_once = true;
+        for (long long number = 0; has_failed_once; ++number) {
+            ImageIO::SavingStatus status;
+            {
+                ImageIOOutputs outputs;
+                ImageEvalContext context = canvas.context();
+                ASSERT_EQ(ImageIOSave::build_outputs(&app, options, path.c_str(), &canvas.map(),
+                                                     canvas.data_window(), canvas.canvas_rectangle(),
+                                                     outputs),
+                          ImageIO::SAVING_STATUS_SUCCESS);
+                ASSERT_EQ(ImageIOSave::save_region(&app, outputs, context, {0, 0, 47, 16}, nullptr),
+                          ImageIO::SAVING_STATUS_SUCCESS);
+                fail_allocation(Asker::OURS, number, true);
+                status = in_module([&] { return ImageIOSave::save(&app, outputs, context, nullptr); });
+                stop_counting();
+                has_failed_once = has_failed();
+            }
+            failures += status != ImageIO::SAVING_STATUS_SUCCESS;
+            auto const input = OIIO::ImageInput::open(path);
+            ASSERT_TRUE(input) << number << " at " << failed_at();
+            std::vector<float> tile(16 * 16 * 4), lines(16 * 47 * 4);
+            EXPECT_TRUE(app.tiling_mode ? input->read_tile(16, 0, 0, OIIO::TypeDesc::FLOAT, tile.data())
+                                        : input->read_scanlines(0, 0, 0, 16, 0, 0, 4, OIIO::TypeDesc::FLOAT,
+                                                                lines.data()))
+                << number << " at " << failed_at();
+            std::filesystem::remove(path);
+        }
+        EXPECT_GT(failures, 0);
+    }
+}
+
+TEST_F(WithoutMemory, ABufferThatIsNotSavedIsTold)
+{
+    std::vector<unsigned char> const pixels(16 * 16 * 3, 77);
+    CoreString const path = folder.file("buffer.png").c_str();
+    int failures = 0;
+    bool has_failed_once = true;
+    for (long long number = 0; has_failed_once; ++number) {
+        unsigned long long const lines = error_lines();
+        fail_allocation(Asker::OURS, number, false);
+        bool const is_saved = in_module([&] { return ImageIO::save_image(path, pixels.data(), 3, 16, 16); });
+        stop_counting();
+        has_failed_once = has_failed();
+        EXPECT_TRUE(is_saved || error_lines() > lines) << number << " at " << failed_at();
+        failures += !is_saved;
+    }
+    EXPECT_GT(failures, 0);
+}
+
+TEST_F(WithoutMemory, AHeaderThatIsNotReadIsTold)
+{
+    static int lines;
+    CoreLogHandler::set_sink([](int, CoreString const&) { ++lines; });
+    CoreString const path = folder.file("lines.exr").c_str();
+    int failures = 0;
+    bool has_failed_once = true;
+    for (long long number = 0; has_failed_once; ++number) {
+        lines = 0;
+        fail_allocation(Asker::OURS, number, false);
+        ImageHeader header;
+        bool const is_read = in_module([&] { return ImageIO::get_image_specs(path, header); });
+        stop_counting();
+        has_failed_once = has_failed();
+        EXPECT_TRUE(is_read || lines > 0) << number << " at " << failed_at();
+        failures += !is_read;
+    }
+    EXPECT_GT(failures, 0);
+}
+
 TEST_F(WithoutMemory, ColoursThatCouldNotBeConvertedAreNotSaved)
 {
     expect_no_false_success("save png8");
@@ -90,7 +372,18 @@ TEST_F(WithoutMemory, APlateInTheWrongColoursIsNotLoaded)
 TEST_F(WithoutMemory, ASharedImageThatLacksAChannelOrTilesIsNotHandedOut)
 {
     expect_no_false_success("shared image lines.exr");
+    expect_no_false_success("shared image tiles.exr");
     expect_no_false_success("shared image a.png");
+}
+
+TEST_F(WithoutMemory, NothingIsCalledWholeThatLacksAllItsTiles)
+{
+    for (char const* name :
+         {"load lines.exr", "load tiles.exr", "load tiles.exr, alpha", "load tiles.tif, alpha",
+          "load a.png, alpha", "shared image lines.exr", "shared image tiles.exr", "shared image a.png"}) {
+        SCOPED_TRACE(name);
+        expect_no_false_success_without_tiles(name);
+    }
 }
 
 TEST_F(WithoutMemory, AUserThatLeavesASharedImageIsForgottenAndTheImageFreed)

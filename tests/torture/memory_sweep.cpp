@@ -4,6 +4,7 @@
 #include <limits>
 #include <stdexcept>
 
+#include "host/image/image_tile_factory.h"
 #include "tests/torture/allocations.h"
 #include "tests/torture/roads.h"
 #include "tests/torture/sweeps.h"
@@ -87,10 +88,11 @@ public:
         // A reader that is lost is memory of its library. Libraries keep some at first: that takes all repeats.
         bool const with_libraries = number % kLibrariesEvery == 0;
         auto const kept = [&] {
+            forget_tiles();
             return live_allocations() + (with_libraries ? live_library_allocations() : 0);
         };
         long long leaked = kept();
-        // Pools of tiles keep what they have, up to a number: only what grows with each trial is lost.
+        // Some things are kept, up to a number: only what grows with each trial is lost.
         for (int again = 0; leaked > 0 && again < kRepeats; ++again) {
             if (again == kRepeats / 2)
                 leaked = kept();
@@ -113,6 +115,9 @@ private:
         return files(orders) + (m_asker == Asker::OURS ? "/measured" : "/measured_in_libraries");
     }
 
+    /// What earlier roads gave back of tiles is no memory for this one: each tile has to be allocated, and may fail.
+    static void forget_tiles() { ImageTileFactory::get().free_unused_tiles(false); }
+
     /// Runs a road until it has all that it keeps for ever.
     void warm_up(std::size_t road, Notes& notes)
     {
@@ -127,6 +132,7 @@ private:
     bool try_once(Trial const& trial, Outcome& outcome, Notes& notes)
     {
         unsigned long long const lines_before = error_lines();
+        forget_tiles();
         fail_allocation(m_asker, trial.allocation, trial.for_ever);
         try {
             outcome = m_roads[trial.road].run();
@@ -145,12 +151,14 @@ private:
     {
         Road const& road = m_roads[number];
         warm_up(number, notes);
+        forget_tiles();
         forget_live_allocations();
         count_allocations(m_asker);
         m_outcomes.push_back(road.run());
         m_counts.push_back(stop_counting());
         if (!m_outcomes.back().claims_success && !road.is_damaged)
             notes.fault("does not work: " + road.name);
+        forget_tiles();
         if (live_allocations() != 0)
             notes.fault("a clean run keeps " + std::to_string(live_allocations()) + " allocations  [" +
                         road.name + "]");
