@@ -1,3 +1,4 @@
+#include <OpenImageIO/imageio.h>
 #include <OpenImageIO/strutil.h>
 #include <gtest/gtest.h>
 #include <signal.h>
@@ -45,11 +46,15 @@ void call(std::uintptr_t address)
     hidden(0);  // so that this is a call and no jump
 }
 
-/// An address that no process has, handed to a library that reads from it.
-void crash_in_a_library()
+void read_null()
 {
-    hidden(
-        OIIO::Strutil::iequals(OIIO::string_view(hidden(reinterpret_cast<char const*>(16)), 8), "tiffiles"));
+    hidden(*hidden(static_cast<int*>(nullptr)));
+}
+
+/// An address that no process has, handed to a library that reads from it.
+void crash_in_a_library(char const* text = reinterpret_cast<char const*>(16))
+{
+    hidden(OIIO::Strutil::iequals(OIIO::string_view(hidden(text), 8), "tiffiles"));
 }
 
 /// What lies behind the 8 bytes that the allocator adds stays whole, so that only guarded memory tells of it.
@@ -58,6 +63,23 @@ void crash_in_a_library()
     std::unique_ptr<char[]> const memory(new char[hidden(256)]);
     char volatile* const bytes = memory.get();
     bytes[hidden(256)] = 1;
+}
+
+/// The same, written by a library.
+[[maybe_unused]] void let_a_library_spoil_the_heap()
+{
+    static float const samples[260] = {};
+    std::unique_ptr<char[]> const memory(new char[hidden(256)]);
+    OIIO::convert_pixel_values(OIIO::TypeFloat, samples, OIIO::TypeUInt8, hidden(memory.get()), hidden(260));
+}
+
+/// Hands a library what it cannot stand where memory is guarded, of which there are no more pieces than a process may have
+/// mappings (65530). Without guards nothing happens.
+[[maybe_unused]] void use_guarded_memory_up()
+{
+    for (int i = 0; i < hidden(100000); ++i)
+        if (!hidden(std::malloc(256)))
+            crash_in_a_library(nullptr);
 }
 
 void spin()
@@ -91,11 +113,10 @@ Plant const kPlants[] = {
     {"a spin", Verdict::OURS, [](Notes&) { spin(); }, "time used up in"},
     {"a spin that the main thread waits for", Verdict::OURS,
      [](Notes&) { std::thread(zv_planted_spin).join(); }, "zv_planted_spin"},
-    {"null read", Verdict::OURS, [](Notes&) { hidden(*hidden(static_cast<int*>(nullptr))); }, "crash in"},
+    {"null read", Verdict::OURS, [](Notes&) { read_null(); }, "crash in"},
     {"null called", Verdict::OURS, [](Notes&) { call(0); }, "crash in"},
     {"a wild jump", Verdict::OURS, [](Notes&) { call(0x1234567890); }, "crash in"},
-    {"a thread that reads null", Verdict::OURS,
-     [](Notes&) { std::thread([] { hidden(*hidden(static_cast<int*>(nullptr))); }).join(); }, "crash in"},
+    {"a thread that reads null", Verdict::OURS, [](Notes&) { std::thread(read_null).join(); }, "crash in"},
     {"a file left open", Verdict::OURS, [](Notes&) { hidden(std::fopen("/proc/self/exe", "r")); },
      "left open"},
     {"a false success", Verdict::OURS,
@@ -111,6 +132,18 @@ Plant const kPlants[] = {
      [](Notes&) {
          spoil_the_heap();
          crash_in_a_library();
+     },
+     "crash in zv_t"},
+    {"a crash of ours behind a heap that a library spoilt", Verdict::LIBRARYS,
+     [](Notes&) {
+         let_a_library_spoil_the_heap();
+         read_null();
+     },
+     "crash in libOpenImageIO.so"},
+    {"a crash of ours that guarded memory does not come to", Verdict::OURS,
+     [](Notes&) {
+         use_guarded_memory_up();
+         read_null();
      },
      "crash in zv_t"},
 #endif
