@@ -11,7 +11,6 @@
 
 #include "tests/support/temp_dir.h"
 #include "tests/torture/allocations.h"
-#include "tests/torture/arguments.h"
 #include "tests/torture/run_program.h"
 #include "tests/torture/sanitizers.h"
 #include "tests/torture/save_forms.h"
@@ -169,25 +168,6 @@ public:
     bool is_parallel() const override { return true; }
 };
 
-/// What only a sanitizer sees.
-class SanitizedSweep : public Sweep {
-public:
-    long long begin(Orders const&, Notes&) override { return 1; }
-    std::string describe(long long) const override { return "a leak and a race"; }
-    void run(long long, Notes&) override
-    {
-        hidden(new int[100]);
-        int shared = 0;
-        auto const write = [&] {
-            for (int i = 0; i < 1000; ++i)
-                *hidden(&shared) = i;
-        };
-        std::thread other(write);
-        write();
-        other.join();
-    }
-};
-
 /// What the numbers of cases are, and in which order.
 class CountingSweep : public Sweep {
 public:
@@ -241,22 +221,6 @@ TEST(Judge, CallsEachPlantedFaultByItsOwner)
         }
 }
 
-TEST(Judge, CallsAPlantedLeakAndRaceOursWhereASanitizerSeesThem)
-{
-    zv_test::TempDir const folder;
-    Orders orders;
-    orders.folder = folder.path().string();
-
-    Result const result = drive("sanitized", orders, std::chrono::minutes(1));
-
-    EXPECT_EQ(result.faults.empty(), !kIsSanitized);
-#if defined(__SANITIZE_ADDRESS__)
-    EXPECT_NE(result.faults.at(0).find("leak"), std::string::npos);
-#elif defined(__SANITIZE_THREAD__)
-    EXPECT_NE(result.faults.at(0).find("race"), std::string::npos);
-#endif
-}
-
 std::map<std::string, unsigned long long> cases_of_seed(unsigned long long seed, long long most)
 {
     zv_test::TempDir const folder;
@@ -283,21 +247,9 @@ namespace zv_torture {
 
 std::vector<SweepKind> const& sweep_kinds()
 {
-    static std::vector<SweepKind> const kinds = {
-        {"planted", "planted faults", 1, make<PlantedSweep>},
-        {"sanitized", "what a sanitizer sees", 1, make<SanitizedSweep>},
-        {"counting", "numbers of cases", 1, make<CountingSweep>}};
+    static std::vector<SweepKind> const kinds = {{"planted", "planted faults", 1, make<PlantedSweep>},
+                                                 {"counting", "numbers of cases", 1, make<CountingSweep>}};
     return kinds;
 }
 
 }  // namespace zv_torture
-
-int main(int count, char** words)
-{
-    if (count > 1 && std::string(words[1]) == "--child") {
-        Arguments const arguments = parse(count, words);
-        run_child(arguments.child, arguments.orders, arguments.notes, arguments.share);
-    }
-    testing::InitGoogleTest(&count, words);
-    return RUN_ALL_TESTS();
-}
