@@ -6,6 +6,7 @@
 #include <climits>
 #include <memory>
 #include <thread>
+#include <vector>
 
 #include "tests/support/temp_dir.h"
 #include "tests/torture/driver.h"
@@ -30,6 +31,27 @@ int s_shared = 0;
 {
     for (int i = 0; i < 1000; ++i)
         *hidden(&s_shared) += 1;
+}
+
+/// The first thread does so much behind it that nobody knows any more where it was then.
+[[maybe_unused]] void race_with_one_long_past()
+{
+    static std::atomic<bool> is_past = false;
+    std::thread other([] {
+        *hidden(&s_shared) += 1;
+        // What is done twice at one place counts once.
+        std::vector<int> elsewhere(2000000);
+        for (std::size_t i = 0; i < elsewhere.size(); ++i)
+            *hidden(&elsewhere[i]) = 1;
+        is_past.store(true, std::memory_order_relaxed);
+        while (is_past.load(std::memory_order_relaxed))
+            std::this_thread::yield();
+    });
+    while (!is_past.load(std::memory_order_relaxed))
+        std::this_thread::yield();
+    *hidden(&s_shared) += 1;
+    is_past.store(false, std::memory_order_relaxed);
+    other.join();
 }
 
 /// On two threads of its pool, which learn nothing from each other.
@@ -65,20 +87,20 @@ Plant const kPlants[] = {
          std::unique_ptr<int[]> const memory(new int[10]);
          hidden(memory[std::size_t(hidden(10))]);
      },
-     "crash in zv_tests_sanitizers"},
-    {"a sum that is too large", [] { hidden(hidden(INT_MAX) + hidden(1)); }, "crash in zv_tests_sanitizers"},
+     "crash in zv_t"},
+    {"a sum that is too large", [] { hidden(hidden(INT_MAX) + hidden(1)); }, "ended by"},
     {"an index behind the end of an array",
      [] {
          int const numbers[4] = {hidden(1), 2, 3, 4};
          hidden(numbers[hidden(4)]);
      },
-     "crash in zv_tests_sanitizers"},
+     "ended by"},
     {"an address that is not aligned",
      [] {
          alignas(int) char bytes[2 * sizeof(int)] = {};
          hidden(*reinterpret_cast<int const*>(hidden(bytes + 1)));
      },
-     "crash in zv_tests_sanitizers"},
+     "ended by"},
 #elif defined(__SANITIZE_THREAD__)
     {"a race",
      [] {
@@ -87,6 +109,7 @@ Plant const kPlants[] = {
          other.join();
      },
      "data-race: zv_t"},
+    {"a race with one long past", race_with_one_long_past, "unknown"},
     {"a race of what a library calls", let_a_library_call_what_races, "data-race: zv_t"},
 #endif
 };
