@@ -6,7 +6,7 @@ function(zv_suppress_library_findings name)
     if(ZV_SANITIZE)
         set(support ${PROJECT_SOURCE_DIR}/tests/support)
         set_tests_properties(${name} PROPERTIES TIMEOUT 1800 ENVIRONMENT
-            "LSAN_OPTIONS=suppressions=${support}/leaks.supp:print_suppressions=0;TSAN_OPTIONS=suppressions=${support}/races.supp:allocator_may_return_null=1:print_suppressions=0")
+            "LSAN_OPTIONS=suppressions=${support}/leaks.supp:print_suppressions=0;TSAN_OPTIONS=suppressions=${support}/races.supp:report_mutex_bugs=0:allocator_may_return_null=1:print_suppressions=0")
     endif()
 endfunction()
 

@@ -12,7 +12,7 @@ zv_packages=(
 )
 
 # What scripts/fuzz needs beside them.
-zv_fuzz_packages=(clang-14 libclang-rt-14-dev llvm-14)
+zv_fuzz_packages=(clang-14 libclang-rt-14-dev llvm-14 python3)
 
 # Prints the packages that are not installed, one a line.
 zv_missing_packages() {

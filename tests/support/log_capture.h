@@ -1,5 +1,6 @@
 #pragma once
 
+#include <memory>
 #include <mutex>
 #include <ostream>
 #include <string>
@@ -30,7 +31,7 @@ public:
     {
         CoreLogHandler::s_main_log_handler.m_level = level;
         m_sink_before = CoreLogHandler::set_sink([this](int line_level, CoreString const& text) {
-            std::lock_guard const guard(m_mutex);
+            std::lock_guard const guard(*m_mutex);
             m_lines.push_back({line_level, std::string(text.get_data(), text.get_count())});
         });
     }
@@ -44,19 +45,21 @@ public:
 
     std::vector<LogLine> lines() const
     {
-        std::lock_guard const guard(m_mutex);
+        std::lock_guard const guard(*m_mutex);
         return m_lines;
     }
     void clear()
     {
-        std::lock_guard const guard(m_mutex);
+        std::lock_guard const guard(*m_mutex);
         m_lines.clear();
     }
 
 private:
     int m_level_before;
     CoreLogHandler::Sink m_sink_before;
-    mutable std::mutex m_mutex;
+    // A std::mutex tells nobody of its end. On the stack the thread sanitizer would take it for the one that lay there before, and
+    // for a circle of locks; what is freed it forgets.
+    std::unique_ptr<std::mutex> m_mutex = std::make_unique<std::mutex>();
     std::vector<LogLine> m_lines;
 };
 

@@ -121,6 +121,13 @@ private:
         {
             return notes->end_kind != END_NONE && !notes->end_is_ours && !was_stuck;
         }
+
+        /// Of a run with guarded memory. That is slow and used up sooner, so that running out of time tells nothing, nor does
+        /// a library that did not stand its lack: a library is to blame only where it touched what nobody may touch.
+        [[nodiscard]] bool tells_who_spoils() const
+        {
+            return notes->end_kind == END_SIGNAL && (notes->end_is_guarded || !is_librarys());
+        }
     };
 
     Run start(Batch const& batch, int worker, bool is_preparation, bool is_guarded)
@@ -245,10 +252,9 @@ private:
                 is_librarys = again.is_librarys();
             }
             // Whoever needs memory finds the heap that another has spoilt: with guarded memory the other one is found,
-            // be it a library or ours. Guarded memory is slow, so that its running out of time tells nothing.
+            // be it a library or ours.
             if (!kIsSanitized)
-                if (Run const guarded = start(alone, worker, false, true);
-                    guarded.notes->end_kind == END_SIGNAL) {
+                if (Run const guarded = start(alone, worker, false, true); guarded.tells_who_spoils()) {
                     found = end_text(guarded);
                     is_librarys = guarded.is_librarys();
                 }

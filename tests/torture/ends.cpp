@@ -19,6 +19,7 @@
 #include <sanitizer/common_interface_defs.h>
 #endif
 
+#include "tests/torture/guard_pages.h"
 #include "tests/torture/working_thread.h"
 
 namespace zv_torture {
@@ -131,8 +132,10 @@ void* caller_of_nowhere([[maybe_unused]] void* context)
 // note_end and the handler itself.
 constexpr int kHandlerFrames = 2;
 
-void on_crash(int signal, siginfo_t*, void* context)
+void on_crash(int signal, siginfo_t* info, void* context)
 {
+    if (s_notes && s_notes->end_kind == END_NONE)
+        s_notes->end_is_guarded = signal == SIGSEGV && is_guarded(info->si_addr);
     note_end(END_SIGNAL, kHandlerFrames, signal == SIGSEGV ? caller_of_nowhere(context) : nullptr);
     _exit(128 + signal);
 }

@@ -10,6 +10,7 @@ namespace zv_torture {
 bool guards(std::size_t size);
 /// Zeros; null if the room is used up.
 void* guarded_memory(std::size_t size, std::size_t alignment);
+/// Whether that lies in the room of such memory, be it given out, given back or in between.
 bool is_guarded(void const* memory);
 std::size_t guarded_size(void const* memory);
 void release_guarded(void* memory);

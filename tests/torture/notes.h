@@ -27,6 +27,7 @@ struct Notes {
 
     std::atomic<int> end_kind;  // EndKind, written by the process that ends
     std::atomic<bool> end_is_ours;
+    std::atomic<bool> end_is_guarded;  // by a touch of guarded memory that nobody may touch
     char end_frame[256];
     char what[256];  // the case that runs
 

@@ -41,15 +41,15 @@ Frame innermost(void* const* frames)
     return {"unknown", false, true};
 }
 
-/// A race is ours if both accesses are: what one of our threads hands to a library's, or takes from it, is handed over
-/// under locks and atomics of the library, which cannot be seen from outside.
+/// A report is ours if any side of it is: what the libraries do themselves is not looked at, and of a stack that is not known
+/// any more nobody can say that it is theirs.
 void judge(Report const& report, Notes& notes)
 {
-    bool is_ours = true;
+    bool is_ours = false;
     std::string text = std::string(report.description) + ": ";
     for (int i = 0; i < report.stack_count; ++i) {
         Frame const frame = innermost(report.stacks[i]);
-        is_ours = is_ours && frame.is_ours;
+        is_ours = is_ours || frame.is_ours;
         text += (i ? " and " : "") + frame.text;
     }
     if (is_ours)
@@ -111,7 +111,15 @@ int __tsan_get_report_stack(void* report, unsigned long index, void** trace, uns
 
 char const* __tsan_default_options()
 {
-    return "exitcode=0:log_path=/dev/null:history_size=4:allocator_may_return_null=1:soft_rss_limit_mb=8192";
+    return "exitcode=0:history_size=4:allocator_may_return_null=1:soft_rss_limit_mb=8192:"
+           "report_mutex_bugs=0";
+}
+
+char const* __tsan_default_suppressions()
+{
+    return
+#include "races.supp.inc"
+        ;
 }
 
 void __tsan_on_report(void* report)
