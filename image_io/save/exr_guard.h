@@ -2,12 +2,13 @@
 
 #include <exception>
 
+#include "image_io/frame/guarded.h"
 #include "image_io/frame/log_line.h"
 
 namespace zv_image_io {
 
 /// Runs `work` and gives true. What it throws, OpenEXR's exceptions or others, is logged at level 1 between `prefix` and
-/// `suffix`, after a call of `on_failure`, and gives false.
+/// `suffix`, after a call of `on_failure`, and gives false. What that throws is dropped: the line comes all the same.
 template <class Work, class OnFailure>
 bool run_guarded(char const* prefix, char const* suffix, Work const& work, OnFailure const& on_failure)
 {
@@ -15,10 +16,10 @@ bool run_guarded(char const* prefix, char const* suffix, Work const& work, OnFai
         work();
         return true;
     } catch (std::exception const& exception) {  // all of Iex is one, too
-        on_failure();
+        guarded(on_failure);
         log_line(kLogError, prefix, exception.what(), suffix);
     } catch (...) {
-        on_failure();
+        guarded(on_failure);
         log_line(kLogError, prefix, "unknown exception", suffix);
     }
     return false;

@@ -356,14 +356,14 @@ TEST(SaveImage, OnSeveralThreadsGivesTheFilesOfOne)
     constexpr int kThreads = 6, kRounds = 4;
     TempDir const folder;
     std::vector<std::string> const names = {"a.png", "b.tga", "c.bmp", "d.exr", "e.jpg"};
-    auto const save = [&](std::string const& prefix, std::size_t which) {
+    auto const bytes_of = [&](std::string const& prefix, std::size_t which) {
         std::string const path = folder.file(prefix + names[which]);
         bool const is_saved = which % 2 ? save_bytes(path, 3) : save_floats(path, 3);
         return is_saved ? zv_test::file_bytes(path) : std::vector<char>();
     };
     std::vector<std::vector<char>> wanted;
     for (std::size_t which = 0; which < names.size(); ++which) {
-        wanted.push_back(save("alone_", which));
+        wanted.push_back(bytes_of("alone_", which));
         ASSERT_FALSE(wanted.back().empty()) << names[which];
     }
     std::atomic<int> right = 0;
@@ -374,7 +374,7 @@ TEST(SaveImage, OnSeveralThreadsGivesTheFilesOfOne)
             for (int round = 0; round < kRounds; ++round)
                 for (std::size_t i = 0; i < names.size(); ++i) {
                     std::size_t const which = (i + std::size_t(thread)) % names.size();
-                    right += save("thread" + std::to_string(thread) + "_", which) == wanted[which];
+                    right += bytes_of("thread" + std::to_string(thread) + "_", which) == wanted[which];
                 }
         });
     for (std::thread& thread : threads)

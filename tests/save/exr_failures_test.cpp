@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <filesystem>
+#include <stdexcept>
 
 #include "tests/save/exr_saves.h"
 #include "tests/save/exr_threads.h"
@@ -288,6 +289,30 @@ TEST_P(ExrFailedWrites, KeepTheBlocksOfARegionThatFailed)
     } else {
         EXPECT_EQ(read_exr(path).at("G", 5, 15), encoded(1, 5, 15));
     }
+}
+
+TEST(ExrFailedWrite, IsToldThoughTheBarFailsOnceMoreAtItsEnd)
+{
+    struct BrokenBar : AppProgressBar {
+        BrokenBar()
+            : AppProgressBar("broken")
+        {
+        }
+        void set_value(float) override { throw std::runtime_error("no display"); }
+    } bar;
+    TempDir const folder;
+    std::string const path = folder.file("a.exr");
+    OfApp app;
+    SavePicture picture({});
+    auto output = picture.output(path);
+    ASSERT_TRUE(output->open(&app, exr_options(), picture.window, picture.window, 16));
+    LogCapture const log(2);
+
+    EXPECT_EQ(output->write_region(picture.context, rectangle(0, 0, 47, 16), &bar), kFailed);
+
+    EXPECT_EQ(log.lines(), (Lines{{1, "ImageIOSave::save_openexr_scanline_region: OpenEXR exception: "
+                                      "'no display'\n"},
+                                  {1, "Failed to write '" + path + "'.\n"}}));
 }
 
 TEST_P(ExrFailedWrites, OfAFileWithoutRegionsRemoveIt)
