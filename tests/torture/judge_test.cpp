@@ -11,6 +11,7 @@
 
 #include "tests/support/temp_dir.h"
 #include "tests/torture/allocations.h"
+#include "tests/torture/driver.h"
 #include "tests/torture/run_program.h"
 #include "tests/torture/sanitizers.h"
 #include "tests/torture/save_forms.h"
