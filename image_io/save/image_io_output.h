@@ -60,8 +60,6 @@ public:
 
     /// Finishes the file as far as it is written.
     void close();
-    /// The save has failed elsewhere: a file that was given no pixels goes away when it is closed, if this object created it.
-    void drop_if_empty();
 
     AppBase* get_app() const;
     unsigned int get_channel_count() const;
@@ -79,7 +77,7 @@ public:
     void set_image_map(ImageMap const* map);
 
 private:
-    friend class ImageIOOutputs;       // its output that is none
+    friend class ImageIOOutputs;       // its output that is none, and files of saves that failed
     friend struct ImageIOOutputDoors;  // the tests' way in
 
     bool open_exr(Imf_2_4::Header* header);
@@ -92,6 +90,8 @@ private:
     bool create_oiio(OfApp* app, ImageSaveOptions const& options, GMathVec4<int> const& region,
                      GMathVec4<int> const& canvas_rectangle);
     bool is_writable() const;
+    /// The save has failed elsewhere: a file that was given no pixels goes away when it is closed, if this object created it.
+    void drop_if_empty();
     bool has_blocks() const;
     bool has_tiles_to_write() const;
     zv_image_io::Window clip(GMathVec4<int> const& region) const;

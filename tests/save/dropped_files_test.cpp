@@ -132,6 +132,24 @@ TEST_P(FilesWithoutPixels, StayAfterARegionThatTheyWereGiven)
     EXPECT_EQ(files(), (Names{"a_depth", "a_normal"}));
 }
 
+TEST_P(FilesWithoutPixels, GoAwayIfTheCallerSaysSo)
+{
+    {
+        ImageIOOutputs outputs;
+        ASSERT_EQ(build(outputs), kSuccess);
+        ASSERT_EQ(outputs[0].write(context, nullptr), kSuccess);
+        outputs.drop_empty_files(2);
+    }
+    EXPECT_EQ(files(), (Names{"a", "a_depth"}));
+    {
+        ImageIOOutputs outputs;
+        ASSERT_EQ(build(outputs), kSuccess);
+        outputs.drop_empty_files();
+    }
+    // They were there before.
+    EXPECT_EQ(files(), (Names{"a", "a_depth"}));
+}
+
 TEST_P(FilesWithoutPixels, StayIfTheyAreWrittenAfterTheFailure)
 {
     fs::create_directory(path("a_normal"));

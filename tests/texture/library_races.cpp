@@ -3,5 +3,6 @@
 // straight from it then. Who called that function no stack tells, so that a text of ours would pass, too: here alone.
 extern "C" char const* __tsan_default_suppressions()
 {
-    return "race:std::__cxx11::basic_string<char, std::char_traits<char>, std::allocator<char> >::_M_assign\n";
+    return "race:std::__cxx11::basic_string<char, std::char_traits<char>, std::allocator<char> "
+           ">::_M_assign\n";
 }

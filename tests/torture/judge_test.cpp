@@ -5,10 +5,13 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <stdexcept>
 #include <thread>
+#include <vector>
 
+#include "tests/support/pictures.h"
 #include "tests/support/temp_dir.h"
 #include "tests/torture/allocations.h"
 #include "tests/torture/driver.h"
@@ -220,6 +223,29 @@ TEST(Judge, CallsEachPlantedFaultByItsOwner)
             EXPECT_GT(number, 1);
             EXPECT_NE(kill(number, 0), 0) << "a program outlives the process that waited for it";
         }
+}
+
+/// The faults that a failed save has which leaves `left` bytes of a file of another layer.
+unsigned faults_of_a_save_that_leaves(std::size_t left, std::size_t refused_from)
+{
+    zv_test::TempDir const folder, files;
+    zv_test::write_bytes(files.file("refused"), std::vector<char>(200));
+    zv_test::write_bytes(files.file("other"), std::vector<char>(100));
+    SavedFiles const whole = saved_files(files.path().string());
+    std::filesystem::remove(files.file("refused"));
+    zv_test::write_bytes(files.file("other"), std::vector<char>(left));
+    SharedNotes notes(folder.file("notes"));
+    check_failed_save(ImageIO::SAVING_STATUS_WRITE_FAILED, 1, files.path().string(), whole, "row", *notes,
+                      refused_from);
+    return notes->fault_count;
+}
+
+TEST(Judge, LooksAtTheFilesThatAFailedSaveLeaves)
+{
+    EXPECT_EQ(faults_of_a_save_that_leaves(100, 0), 0u);  // whole
+    EXPECT_EQ(faults_of_a_save_that_leaves(99, 0), 1u);
+    EXPECT_EQ(faults_of_a_save_that_leaves(99, 150), 0u);  // regions
+    EXPECT_EQ(faults_of_a_save_that_leaves(99, 99), 1u);   // up to where the disk ends
 }
 
 std::map<std::string, unsigned long long> cases_of_seed(unsigned long long seed, long long most)
