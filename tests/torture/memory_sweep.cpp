@@ -105,6 +105,8 @@ public:
     }
 
     int cases_a_process() const override { return 500; }
+    /// Libraries that lack memory now and then wait for ever: that must not take the time of all other cases.
+    int silent_seconds() const override { return m_asker == Asker::LIBRARY ? 5 : Sweep::silent_seconds(); }
     /// A library that lacks memory may lose any number.
     int kept_open() const override { return m_asker == Asker::LIBRARY ? std::numeric_limits<int>::max() : 1; }
 
