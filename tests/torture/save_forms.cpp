@@ -273,8 +273,7 @@ ImageIO::SavingStatus FormSaver::save_buffer(SaveForm const& form, CoreString co
 }
 
 void check_failed_save(ImageIO::SavingStatus status, std::size_t line_count, std::string const& folder,
-                       SavedFiles const& whole, std::string const& row, Notes& notes,
-                       std::size_t refused_from)
+                       SavedFiles const& whole, std::string const& row, Notes& notes, bool may_be_unfinished)
 {
     if (status == ImageIO::SAVING_STATUS_SUCCESS)
         return notes.fault(std::string("false success  [") + notes.what + "]");
@@ -287,7 +286,7 @@ void check_failed_save(ImageIO::SavingStatus status, std::size_t line_count, std
         if (found != whole.end() && found->second == file)
             continue;
         is_unfinished = true;
-        if (found == whole.end() || file.size >= refused_from)
+        if (found == whole.end() || !may_be_unfinished)
             return notes.fault("a broken file was left: " + name + "  [" + notes.what + "]");
     }
     if (!left.empty() && left.size() >= whole.size() && !is_unfinished)

@@ -48,12 +48,11 @@ SavedFiles saved_files(std::string const& folder);
 void empty_folder(std::string const& folder);
 
 /// What a save that must not succeed has to come to: a failure, at least one line that says so, and not the file that
-/// was refused; those of other layers may be there, as `whole` has them. Saves in regions may leave what they handed over to
-/// other layers until then: files that do not reach as far as the disk, which takes nothing from `refused_from` on. All else is
-/// a fault; a good one counts in the row.
+/// was refused; those of other layers may be there, as `whole` has them or, where they `may_be_unfinished`, as far as regions
+/// were handed over to them until then. All else is a fault; a good one counts in the row.
 void check_failed_save(ImageIO::SavingStatus status, std::size_t line_count, std::string const& folder,
                        SavedFiles const& whole, std::string const& row, Notes& notes,
-                       std::size_t refused_from = 0);
+                       bool may_be_unfinished = false);
 
 /// A disk that takes no more than so many bytes a file, from the beginning of one step of a save in regions to its end: a
 /// region, or what comes behind all of them.
