@@ -104,6 +104,11 @@ void CheckedFile::write_at(void const* bytes, size_t size, int64_t offset)
     if (size == 0 || !m_file || !m_trouble.empty() || (!m_has_written && !begin_writing()))
         return;
     errno = 0;
+    if (!bytes) {  // of a writer that found no memory for them
+        errno = EFAULT;
+        note_trouble();
+        return;
+    }
     if (m_file_position != offset && ::fseeko(m_file.get(), offset, SEEK_SET) != 0) {
         note_trouble();
         return;

@@ -135,6 +135,17 @@ TEST(CheckedFile, RemovesWhatItCreatedWhateverIsInIt)
     EXPECT_TRUE(std::filesystem::is_symlink(folder.file("link")));
 }
 
+TEST(CheckedFile, BytesThatAreNowhereAreTrouble)
+{
+    zv_test::TempDir const folder;
+    CheckedFile file(folder.file("a.bin"));
+
+    EXPECT_EQ(file.write(nullptr, 100), 100u);  // the writer is told that all is well
+
+    EXPECT_NE(file.trouble(), "");
+    EXPECT_FALSE(file.finish());
+}
+
 TEST(CheckedFile, AFileSizeLimitIsTroubleFromAnyThread)
 {
     rlimit before{};

@@ -13,6 +13,7 @@ void* guarded_memory(std::size_t size, std::size_t alignment);
 /// Whether that lies in the room of such memory, be it given out, given back or in between.
 bool is_guarded(void const* memory);
 std::size_t guarded_size(void const* memory);
+/// Ends the process by a touch of that memory if it was given back before.
 void release_guarded(void* memory);
 
 }  // namespace zv_torture

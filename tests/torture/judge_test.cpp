@@ -240,6 +240,21 @@ unsigned faults_of_a_save_that_leaves(std::size_t left, bool may_be_unfinished)
     return notes->fault_count;
 }
 
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+TEST(GuardedMemoryDeathTest, ThatIsGivenBackTwiceEndsTheProcessThere)
+{
+    auto const give_back = [](std::uintptr_t at) { std::free(reinterpret_cast<void*>(hidden(at))); };
+    EXPECT_EXIT(
+        {
+            guard_allocations(std::size_t(1) << 30);
+            auto const at = hidden(reinterpret_cast<std::uintptr_t>(std::malloc(4096)));
+            give_back(at);
+            give_back(at);
+        },
+        testing::KilledBySignal(SIGSEGV), "");
+}
+#endif
+
 TEST(Judge, LooksAtTheFilesThatAFailedSaveLeaves)
 {
     EXPECT_EQ(faults_of_a_save_that_leaves(100, false), 0u);
