@@ -102,7 +102,7 @@ PlateImage& PlateImage::operator=(PlateImage const& other)
     m_height = other.m_height.load();
     m_requester_count = other.m_requester_count.load();
     if (other.m_pixels) {
-        m_pixels.reset(new (std::nothrow) float[other.m_value_count]);
+        m_pixels = make_pixels(other.m_value_count);
         if (!m_pixels)
             return *this;  // as after a failed read
         std::copy_n(other.m_pixels.get(), other.m_value_count.load(), m_pixels.get());
@@ -168,6 +168,12 @@ bool PlateImage::load(AppProgressBar* progress)
     return is_read;
 }
 
+/// Zeros; null without memory.
+PlateImage::Pixels PlateImage::make_pixels(std::size_t value_count)
+{
+    return Pixels(static_cast<float*>(std::calloc(value_count, sizeof(float))));
+}
+
 bool PlateImage::read_file(AppProgressBar* progress)
 {
     OpenFile file;
@@ -184,10 +190,10 @@ bool PlateImage::read_file(AppProgressBar* progress)
     m_width = file.spec.width;
     m_height = file.spec.height;
     // Pixels of its own until they are whole: the progress bar may come back and load, or assign, meanwhile.
-    std::unique_ptr<float[]> pixels;
+    Pixels pixels;
     bool const is_read = guarded(false, [&] {
-        pixels = std::make_unique<float[]>(*value_count);
-        return zv_image_io::read_plate_rows(*file.input, file.spec, pixels.get());
+        pixels = make_pixels(*value_count);
+        return pixels && zv_image_io::read_plate_rows(*file.input, file.spec, pixels.get());
     });
     show_progress(progress, 0.7f);
     if (!is_read) {
