@@ -1,6 +1,8 @@
 #include "image_io/plate/plate_image.h"
 
+#include <cstring>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
 #include <functional>
 #include <thread>
@@ -527,6 +529,34 @@ TEST_F(Plate, ThreadsLoadOneAfterTheOther)
     EXPECT_EQ(file.closes(), 160);
     EXPECT_EQ(plate.get_requester_count(), 1u);
     expect_pixels(plate, encoded);
+}
+
+/// In kB, of this process so far.
+long most_memory()
+{
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    return usage.ru_maxrss;
+}
+
+TEST(PlateOfAFileThatBreaksOff, CostsNoMemoryForWhatItsHeaderClaims)
+{
+    zv_test::TempDir const folder;
+    std::string const path = folder.file("a.bmp");
+    zv_test::write_picture(path, zv_test::picture_spec(16, 16, 3, OIIO::TypeDesc::UINT8));
+    std::vector<char> bytes = zv_test::file_bytes(path);
+    int const side = 8000;  // a gigabyte as floats
+    std::memcpy(bytes.data() + 18, &side, sizeof side);
+    std::memcpy(bytes.data() + 22, &side, sizeof side);
+    zv_test::write_bytes(path, bytes);
+    long const before = most_memory();
+
+    PlateImage image(path.c_str());
+    image.add_requester();
+    EXPECT_FALSE(image.load(nullptr));
+    image.remove_requester();
+
+    EXPECT_LT(most_memory() - before, 500000);
 }
 
 }  // namespace
