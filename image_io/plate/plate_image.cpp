@@ -171,7 +171,7 @@ bool PlateImage::load(AppProgressBar* progress)
 /// Zeros; null without memory.
 PlateImage::Pixels PlateImage::make_pixels(std::size_t value_count)
 {
-    return Pixels(static_cast<float*>(std::calloc(value_count, sizeof(float))));
+    return {static_cast<float*>(std::calloc(value_count, sizeof(float))), &std::free};
 }
 
 bool PlateImage::read_file(AppProgressBar* progress)
@@ -190,7 +190,7 @@ bool PlateImage::read_file(AppProgressBar* progress)
     m_width = file.spec.width;
     m_height = file.spec.height;
     // Pixels of its own until they are whole: the progress bar may come back and load, or assign, meanwhile.
-    Pixels pixels;
+    Pixels pixels(nullptr, &std::free);
     bool const is_read = guarded(false, [&] {
         pixels = make_pixels(*value_count);
         return pixels && zv_image_io::read_plate_rows(*file.input, file.spec, pixels.get());

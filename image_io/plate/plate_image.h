@@ -58,14 +58,11 @@ private:
     std::atomic<int> m_width = 0;
     std::atomic<int> m_height = 0;
     std::atomic<bool> m_is_loaded = false;
-    struct Free {
-        void operator()(float* pixels) const noexcept { std::free(pixels); }
-    };
     /// Of `calloc`: what nothing is read into costs neither time nor memory.
-    using Pixels = std::unique_ptr<float[], Free>;
+    using Pixels = std::unique_ptr<float[], void (*)(void*)>;
     static Pixels make_pixels(std::size_t value_count);
 
-    Pixels m_pixels;
+    Pixels m_pixels{nullptr, &std::free};
     std::atomic<std::size_t> m_value_count = 0;  // floats in m_pixels
     std::atomic<unsigned int> m_requester_count = 0;
     /// Held while the pixels come or go. The progress bar of a load may come back here.
