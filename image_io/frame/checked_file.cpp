@@ -47,22 +47,27 @@ CheckedFile::CheckedFile(std::string const& path)
 
 CheckedFile::~CheckedFile() = default;
 
-void CheckedFile::note_trouble()
+void CheckedFile::note_trouble() noexcept
 {
-    if (m_trouble.empty())
-        m_trouble = std::generic_category().message(errno ? errno : EIO);
+    if (m_error == 0)
+        m_error = errno ? errno : EIO;
+}
+
+std::string CheckedFile::trouble() const
+{
+    return m_error == 0 ? std::string() : std::generic_category().message(m_error);
 }
 
 bool CheckedFile::finish()
 {
-    if (m_file && m_trouble.empty() && !m_has_written)
+    if (m_file && m_error == 0 && !m_has_written)
         begin_writing();
     FileSizeSignalHold const hold;
     std::FILE* const file = m_file.release();
     if (file && std::fclose(file) != 0)
         note_trouble();
     m_mode = Closed;
-    return file && m_trouble.empty();
+    return file && m_error == 0;
 }
 
 void CheckedFile::remove()
@@ -101,7 +106,7 @@ bool CheckedFile::seek(int64_t offset)
 
 void CheckedFile::write_at(void const* bytes, size_t size, int64_t offset)
 {
-    if (size == 0 || !m_file || !m_trouble.empty() || (!m_has_written && !begin_writing()))
+    if (size == 0 || !m_file || m_error != 0 || (!m_has_written && !begin_writing()))
         return;
     errno = 0;
     if (!bytes) {  // of a writer that found no memory for them

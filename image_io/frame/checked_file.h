@@ -16,7 +16,8 @@ namespace zv_image_io {
 /// library ends the process, others forget it), and none of them has anything left to save. From the first
 /// refusal on nothing more is written, and `trouble` says why.
 ///
-/// Errors   a file that does not open, a refused byte, a failed close: `trouble`; nothing throws
+/// Errors   a file that does not open, a refused byte, a failed close: `trouble`; once open, only `trouble` itself may throw, for
+///          lack of memory
 /// Signals  who calls the writer holds a `FileSizeSignalHold`; `pwrite` and `finish` hold their own
 /// Owns     the open file; the writer only borrows this object, and goes first
 /// Threads  one writer; `pwrite` from several threads at once
@@ -30,8 +31,8 @@ public:
     CheckedFile& operator=(CheckedFile const&) = delete;
 
     [[nodiscard]] bool is_open() const { return m_file != nullptr; }
-    /// The first thing that went wrong, as the system words it; empty while nothing has.
-    [[nodiscard]] std::string const& trouble() const { return m_trouble; }
+    /// The first thing that went wrong, as the system words it; empty while nothing has. Needs memory.
+    [[nodiscard]] std::string trouble() const;
 
     /// Writes what is still in memory and closes the file. True if every byte arrived.
     bool finish();
@@ -54,7 +55,7 @@ private:
         void operator()(std::FILE* file) const { std::fclose(file); }
     };
 
-    void note_trouble();
+    void note_trouble() noexcept;
     bool is_named_as_before() const;
     bool begin_writing();
     void write_checked(void const* bytes, size_t size, int64_t offset);
@@ -62,7 +63,7 @@ private:
 
     std::unique_ptr<std::FILE, Closer> m_file;
     std::mutex m_mutex;
-    std::string m_trouble;
+    int m_error = 0;              // the first one: no memory is needed to keep it
     int64_t m_file_position = 0;  // of m_file itself
     size_t m_size = 0;
     bool m_is_new = false;                   // was not there before, and has

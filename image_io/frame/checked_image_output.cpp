@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "image_io/frame/file_size_signal.h"
+#include "image_io/frame/guarded.h"
 #include "image_io/frame/writer_limits.h"
 
 namespace zv_image_io {
@@ -74,13 +75,9 @@ void CheckedImageOutput::pass_on(std::string const& error)
     m_passed_on = error;
 }
 
-bool CheckedImageOutput::refuse(std::string const& reason) noexcept
+bool CheckedImageOutput::refuse(std::string_view reason) noexcept
 {
-    try {
-        pass_on(reason);
-    } catch (...) {
-        // no memory for the message
-    }
+    guarded([&] { pass_on(std::string(reason)); });
     return false;
 }
 
@@ -131,20 +128,22 @@ try {
         m_order.stop();
     return is_written;
 } catch (...) {
+    m_has_trouble = true;  // whoever does not look at this call has to hear of it from `close`
     return refuse("there is not enough memory");
 }
 
 bool CheckedImageOutput::open(std::string const& name, OIIO::ImageSpec const& spec, OpenMode mode)
 {
-    m_is_open = prepare_file(name, spec) &&
-                forward([&] { return m_writer->open(m_memory ? m_memory->path() : name, spec, mode); });
+    m_is_open = prepare_file(name, spec) && forward([&] {
+                    if (!m_writer->open(m_memory ? m_memory->path() : name, spec, mode))
+                        return false;
+                    m_spec = m_writer->spec();
+                    m_order = WriteOrder(format_name(), m_spec);
+                    return true;
+                });
     m_was_opened |= m_is_open;
-    if (m_is_open) {
-        m_spec = m_writer->spec();
-        m_order = WriteOrder(format_name(), m_spec);
-    } else {
+    if (!m_is_open)
         remove_file();
-    }
     return m_is_open;
 }
 
@@ -212,7 +211,7 @@ bool CheckedImageOutput::finish_file() noexcept
     copy_memory();
     if (m_file && !m_file->finish()) {
         m_has_trouble = true;
-        return refuse(m_file->trouble());
+        guarded([this] { refuse(m_file->trouble()); });
     }
     return !m_has_trouble;
 }

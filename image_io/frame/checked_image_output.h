@@ -4,6 +4,7 @@
 
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "image_io/frame/checked_file.h"
@@ -74,7 +75,7 @@ private:
     bool prepare_file(std::string const& name, OIIO::ImageSpec const& spec) noexcept;
     void copy_memory() noexcept;
     bool finish_file() noexcept;
-    bool refuse(std::string const& reason) noexcept;
+    bool refuse(std::string_view reason) noexcept;
     void pass_on(std::string const& error);
 
     void const* readable_row(OIIO::TypeDesc format, void const* data, OIIO::stride_t x_stride);

@@ -17,7 +17,8 @@ struct ImageSaveOptions;
 
 /// The module's front door: loading, probing and saving, from a path. Static operations only.
 ///
-/// Errors   nothing throws; the result says whether it worked, the log says why not
+/// Errors   nothing throws; the result says whether it worked, the log says why not, but for a file that does not exist, tiles
+///          that are not square, a pixel pass that failed and a buffer for a format that nobody knows
 /// Threads  any; every operation works on objects of its own
 class ZV_IMAGE_IO_EXPORT ImageIO : public CoreBaseType {
 public:

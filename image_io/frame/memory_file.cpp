@@ -16,6 +16,7 @@ namespace zv_image_io {
 namespace {
 
 constexpr std::size_t kPieceBytes = 1 << 20;
+constexpr std::size_t kMostPath = 32;
 
 int make_file(std::size_t room)
 {
@@ -30,9 +31,11 @@ int make_file(std::size_t room)
 }  // namespace
 
 MemoryFile::MemoryFile(std::size_t room)
-    : m_file(make_file(room))
-    , m_path("/proc/self/fd/" + std::to_string(m_file))
 {
+    m_path.reserve(kMostPath);  // once the file is open, nothing may throw
+    m_file = make_file(room);
+    m_path = "/proc/self/fd/";
+    m_path += std::to_string(m_file);
 }
 
 MemoryFile::~MemoryFile()

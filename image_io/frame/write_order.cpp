@@ -25,9 +25,11 @@ std::string WriteOrder::take_rows(int begin, int end)
 {
     if (m_rule == ANYTHING)
         return {};
-    std::string const rows = "rows " + std::to_string(begin) + " to " + std::to_string(std::int64_t(end) - 1);
+    auto const rows = [&] {
+        return "rows " + std::to_string(begin) + " to " + std::to_string(std::int64_t(end) - 1);
+    };
     if (begin < m_y || end <= begin || end > m_end_y)
-        return rows + " are not in the file";
+        return rows() + " are not in the file";
     if (m_rule == INSIDE)
         return {};
     if (std::string obstacle = find_obstacle(); !obstacle.empty())
@@ -35,7 +37,7 @@ std::string WriteOrder::take_rows(int begin, int end)
     if (m_tile_width > 0)
         return "the file has tiles, not rows";
     if (begin != m_next_row)
-        return rows + " are not the file's next ones";
+        return rows() + " are not the file's next ones";
     m_next_row = end;
     return {};
 }

@@ -1,6 +1,7 @@
 #include <OpenImageIO/imageio.h>
 
 #include <algorithm>
+#include <string>
 
 #include "host/sys/sys_filesystem.h"
 #include "image_io/frame/image_io.h"
@@ -40,8 +41,9 @@ bool open_reader(OIIO::ImageInput& input, CoreString const& path, OIIO::ImageSpe
     OIIO::ImageSpec configuration(OIIO::TypeDesc::UNKNOWN);
     if (keeps_straight_alpha(path))
         configuration.attribute("oiio:UnassociatedAlpha", 1);
+    std::string const name = path.get_data();  // here, where lack of memory is not the file's failure
     try {
-        return input.open(path.get_data(), spec, configuration);
+        return input.open(name, spec, configuration);
     } catch (...) {
         return false;
     }
@@ -83,6 +85,16 @@ ImageHeader::ImageHeader() = default;
 bool ImageIOLoad::load_header(CoreString const& path, std::unique_ptr<OIIO::ImageInput>& input,
                               OIIO::ImageSpec& spec)
 try {
+    return open_picture(path, input, spec);
+} catch (...) {
+    zv_image_io::log_load_exception(path);
+    input.reset();
+    return false;
+}
+
+bool ImageIOLoad::open_picture(CoreString const& path, std::unique_ptr<OIIO::ImageInput>& input,
+                               OIIO::ImageSpec& spec)
+{
     using namespace zv_image_io;
     if (path.is_empty())
         log_line(kLogWarning, "Loading image header: file name is empty.\n");
@@ -101,10 +113,6 @@ try {
         return false;
     }
     return true;
-} catch (...) {
-    zv_image_io::log_load_exception(path);
-    input.reset();
-    return false;
 }
 
 bool ImageIO::get_image_specs(CoreString const& path, ImageHeader& header)

@@ -51,7 +51,9 @@ public:
 private:
     friend struct ImageIOLoadDoors;  // the tests' way in
 
-    // The steps of `load_image`; what the libraries throw leaves them.
+    // The steps of `load_image`; what the libraries throw leaves them, and so does a lack of memory.
+    static bool open_picture(CoreString const& path, std::unique_ptr<OIIO::ImageInput>& input,
+                             OIIO::ImageSpec& spec);
     static bool load_picture(CoreString const& path, ImageCanvas& canvas, ImageLoadOptions const& options,
                              OfApp* app, AppProgressBar* progress, ImageLoadReport& report);
     static bool read_data(OIIO::ImageInput* input, OIIO::ImageSpec& spec, ImageMap& map,

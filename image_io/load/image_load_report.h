@@ -16,7 +16,7 @@ struct ZV_IMAGE_IO_EXPORT ImageLoadReport {
     CoreVector<CoreString> errors;
     /// There was something to say, and no memory to keep it.
     bool has_dropped_errors = false;
-    /// A channel or tiles are missing because there was no memory for them; the errors say so, too.
+    /// A channel or tiles, or the whole picture, are missing because there was no memory for them; the errors say so, too.
     bool has_lacked_memory = false;
     /// The colour space in which the pixels were taken.
     CoreString color_space;

@@ -1,10 +1,12 @@
 #include <memory>
+#include <new>
 
 #include "host/app_base/app_progress_bar.h"
 #include "host/image/image_canvas.h"
 #include "host/image/image_map_pyramid.h"
 #include "image_io/frame/image_io.h"
 #include "image_io/frame/log_exception.h"
+#include "image_io/load/guarded_read.h"
 #include "image_io/load/image_io_load.h"
 
 namespace zv_image_io {
@@ -48,6 +50,10 @@ ImageCanvas* ImageIO::load_image(CoreString const& path, ImageLoadOptions const&
         if (progress)
             progress->set_value(1.0f);
         return canvas.release();
+    } catch (std::bad_alloc const& exception) {
+        zv_image_io::note_lack_of_memory(report, exception.what());
+        zv_image_io::log_load_exception(path);
+        return nullptr;
     } catch (...) {
         zv_image_io::log_load_exception(path);
         return nullptr;

@@ -1,6 +1,7 @@
 #include <OpenImageIO/imageio.h>
 
 #include <exception>
+#include <new>
 
 #include "host/app_base/app_progress_bar.h"
 #include "host/colorio/color_io.h"
@@ -54,7 +55,11 @@ bool finish_pixels(ImageMap& map, GMathVec4<int> const& data_window, ImageLoadOp
         add_opaque_alpha(map, data_window, report);
     if (options.color_space == ColorIO::get_default_color_space_name() && !options.premultiply)
         return true;
-    return run_pixel_pass(map, window_of(data_window), options.color_space, options.premultiply, app);
+    bool const is_done =
+        run_pixel_pass(map, window_of(data_window), options.color_space, options.premultiply, app);
+    if (!is_done)  // nothing else makes one fail
+        note_lack_of_memory(report, "no memory for a pass over the pixels");
+    return is_done;
 }
 
 /// Runs a step of a load; what is thrown ends as its failure, in the report and as a line of the log.
@@ -63,6 +68,9 @@ bool guarded_step(CoreString const& path, ImageLoadReport& report, Step&& step)
 {
     try {
         return step();
+    } catch (std::bad_alloc const& exception) {
+        note_lack_of_memory(report, exception.what());
+        log_load_exception(path);
     } catch (std::exception const& exception) {
         note_error(report, exception.what());
         log_load_exception(path);
@@ -127,7 +135,7 @@ bool ImageIOLoad::load_picture(CoreString const& path, ImageCanvas& canvas, Imag
     OIIO::ImageSpec spec(OIIO::TypeDesc::UNKNOWN);
     {
         ProgressTask const task(progress, "read header", 0.1f);
-        if (!load_header(path, input, spec))
+        if (!open_picture(path, input, spec))
             return false;
     }
     if (!is_acceptable(path, *input, spec)) {

@@ -97,8 +97,8 @@ PlateImage& PlateImage::operator=(PlateImage const& other)
     if (this == &other)
         return *this;
     std::scoped_lock const guard(m_lock, other.m_lock);
-    clear_data();  // which makes this plate count as not loaded
-    m_file_path = other.m_file_path;
+    m_file_path = other.m_file_path;  // may throw: first
+    clear_data();                     // which makes this plate count as not loaded
     m_height = other.m_height.load();
     m_requester_count = other.m_requester_count.load();
     if (other.m_pixels) {
@@ -120,7 +120,7 @@ PlateImage::~PlateImage()
 
 CoreString PlateImage::get_file_base_name() const
 {
-    return CoreString::after_last(m_file_path, '/');
+    return guarded(CoreString(), [this] { return CoreString::after_last(m_file_path, '/'); });
 }
 
 int PlateImage::get_pixel_count() const

@@ -15,7 +15,8 @@ class AppProgressBar;
 ///
 /// Shape    `get_height` rows of `get_width` pixels, from the top; red, green, blue, alpha, packed
 /// Owns     its pixels, from `load` to the last `remove_requester`
-/// Errors   nothing throws; false, and the log says why
+/// Errors   nothing throws but constructors and assignments without memory; false, and the log says why unless the file broke off
+///          or there is no memory
 /// Threads  any number; but pixels must not be read while another thread loads or removes the last requester
 class ZV_IMAGE_IO_EXPORT PlateImage {
 public:
@@ -26,7 +27,7 @@ public:
     ~PlateImage();
 
     CoreString const& get_file_path() const { return m_file_path; }
-    /// What stands behind the last "/" of the path.
+    /// What stands behind the last "/" of the path; empty without memory.
     CoreString get_file_base_name() const;
     int get_width() const { return m_width; }
     int get_height() const { return m_height; }

@@ -1,6 +1,7 @@
 #include "image_io/plate/plate_image_manager.h"
 
 #include <mutex>
+#include <new>
 #include <utility>
 
 #include "host/of/of_app.h"
@@ -102,13 +103,26 @@ PlateImage* PlateImageManager::get_or_create_plate_image(CoreString const& path)
         PlateImage* plate = nullptr;
         {
             Guard const guard(m_lock);
-            is_new_path = add_path(path);
             plate = find_or_add_plate(resolved_path);
+            is_new_path = add_path(path);
         }
-        if (is_new_path && plate)
-            raise_event(EventInfo(zv_image_io::kEventPlatePathAdded, plate));
+        if (is_new_path)
+            raise_path_added(path, *plate);
         return plate;
     });
+}
+
+/// Without memory to tell of a path it is not kept: whoever asks for it next tells.
+void PlateImageManager::raise_path_added(CoreString const& path, PlateImage& plate)
+{
+    try {
+        raise_event(EventInfo(zv_image_io::kEventPlatePathAdded, &plate));
+    } catch (std::bad_alloc const&) {
+        Guard const guard(m_lock);
+        if (int const index = find_path(path); index != kInvalidIndex)
+            m_paths.remove_at(static_cast<unsigned int>(index));
+        throw;
+    }
 }
 
 /// False for a path that is there already.

@@ -18,7 +18,7 @@ class OfObject;
 /// Events   "EVT_ID_PLATE_IMAGE_MANAGER_PATH_ADDED", with the plate as its data, and
 ///          "EVT_ID_PLATE_IMAGE_MANAGER_PATHS_CLEARED"; both are raised outside of the lock
 /// Owns     the plates, until `clear`; copies of the catalogue share them
-/// Errors   nothing throws; null, and the log says why
+/// Errors   nothing throws but a copy without memory; null, and the log says why, if there is memory
 /// Threads  any number; `create`, `destroy` and copies belong to one thread
 class ZV_IMAGE_IO_EXPORT PlateImageManager : public EventObject {
 public:
@@ -69,6 +69,7 @@ private:
     int find_path(CoreString const& path) const;
     CoreString resolve_path(CoreString const& path) const;
     bool add_path(CoreString const& path);
+    void raise_path_added(CoreString const& path, PlateImage& plate);
     PlateImage* find_or_add_plate(CoreString const& resolved_path);
 
     OfApp* m_app = nullptr;  // null once it is gone

@@ -165,7 +165,8 @@ unsigned int ImageIOResolutionPresetManager::get_preset_index(CoreString name) c
 
 CoreString ImageIOResolutionPresetManager::get_preset_name(unsigned int index) const
 {
-    return index < m_presets.get_count() ? m_presets[index].name : CoreString();
+    return guarded(CoreString(),
+                   [&] { return index < m_presets.get_count() ? m_presets[index].name : CoreString(); });
 }
 
 void ImageIOResolutionPresetManager::update_file_config_path()

@@ -10,11 +10,12 @@ class OfApp;
 class OfEnum;
 class OfObject;
 
-/// The list of named output resolutions: the built-in one, or that of a file (docs/presets.md). It is offered as a
+/// The list of named output resolutions: the built-in one, or that of a file (docs/services.md). It is offered as a
 /// list of records, and as the enumeration "resolution_preset" of the application's factory.
 ///
 /// Events   "EVT_ID_RESOLUTION_PRESET_MANAGER_LIST_CHANGED" whenever the list was made anew
-/// Errors   nothing throws; a file that cannot be used is logged at level 2, and the built-in list serves
+/// Errors   nothing throws but constructors and assignments without memory; a file that cannot be used is logged at level 2,
+///          and the built-in list serves
 /// Threads  one: that which raises the application's events
 class ZV_IMAGE_IO_EXPORT ImageIOResolutionPresetManager : public EventObject {
 public:
@@ -53,7 +54,7 @@ public:
     unsigned int find_preset(int width, int height) const;
     /// Index of the first entry of exactly that name, or `kInvalidIndex`.
     unsigned int get_preset_index(CoreString name) const;
-    /// Empty past the end.
+    /// Empty past the end, and without memory.
     CoreString get_preset_name(unsigned int index) const;
 
     /// Reads the application's file anew, if its settings say that one is used.

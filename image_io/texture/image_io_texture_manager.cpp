@@ -20,6 +20,17 @@ using zv_image_io::kEventDestroy;
 
 using Guard = std::lock_guard<SysThreadLockRecursive>;
 
+namespace {
+
+/// Made for the first connection, so that it takes no memory to end one.
+CoreString const& destroy_event()
+{
+    static CoreString const& name = *new CoreString(kEventDestroy);  // static objects may outlive all others
+    return name;
+}
+
+}  // namespace
+
 ImageIOTextureManager* ImageIOTextureManager::s_manager = nullptr;
 
 // The instance, once made, stays until the process ends, so that whoever kept the pointer finds something there.
@@ -73,38 +84,43 @@ void ImageIOTextureManager::share_items(ImageIOTextureManager const& other)
 {
     Guard const guard(*m_lock);
     Table items = other.m_items;
-    items.for_each([](CoreString const&, TextureItem* const& item) {
-        item->holders.reserve(item->holders.size() + 1);  // what may fail fails before anything is changed
+    // What may fail fails before anything is changed.
+    items.for_each([this](CoreString const&, TextureItem* const& item) {
+        item->holders.reserve(item->holders.size() + 1);
+        for (ResourceUser* const user : item->requesters)
+            watch(*user);
     });
     items.for_each([this](CoreString const&, TextureItem* const& item) { item->holders.push_back(this); });
     m_items = std::move(items);
     m_has_ended = other.m_has_ended;
 }
 
-/// The table is empty before the first image goes: what its end sets off may come back here.
+/// The table is empty before the first image goes: what its end sets off may come back here. Needs no memory: nobody
+/// comes back for what is left behind.
 void ImageIOTextureManager::end()
 {
     Guard const guard(*m_lock);
     m_has_ended = true;
     Table const items = std::exchange(m_items, Table());
-    auto const users = std::exchange(m_connected_users, {});
-    for (EventObject* const user : users)
-        EventObject::disconnect(*user, kEventDestroy, &on_user_destroyed, this);
-    std::vector<std::unique_ptr<TextureItem>> unused;
+    for (EventObject* const user : std::exchange(m_connected_users, {}))
+        EventObject::disconnect(*user, destroy_event(), &on_user_destroyed, this);
+    TextureItem* unowned = nullptr;
+    TextureItem** last = &unowned;
     items.for_each([&](CoreString const&, TextureItem* const& item) {
-        if (item->leave(*this))
-            unused.emplace_back(item);
-        else
-            hand_over(*item, users);
+        if (!item->leave(*this))
+            return;
+        item->next_unused = nullptr;
+        *last = item;
+        last = &item->next_unused;
     });
+    free_items(unowned);
 }
 
-/// Another manager has the item: users who asked this one for it tell that one when they go.
-void ImageIOTextureManager::hand_over(TextureItem const& item, std::unordered_set<EventObject*> const& users)
+/// Frees images that are linked and in no table any more: what the end of a canvas sets off may come back here.
+void ImageIOTextureManager::free_items(TextureItem* items)
 {
-    for (ResourceUser* const user : item.requesters)
-        if (users.contains(user))
-            item.holders.front()->watch(*user);
+    while (items)
+        delete std::exchange(items, items->next_unused);
 }
 
 ImageCanvas* ImageIOTextureManager::load_image(ResourceUser& user, CoreString const& path,
@@ -165,7 +181,9 @@ void ImageIOTextureManager::add_requester(TextureItem& item, ResourceUser& user)
 {
     if (item.requesters.find_index(&user) != 0xFFFFFFFFu)
         return;
-    watch(user);  // first: nobody must be in the list whose end is not heard of
+    // First: nobody must be in the list whose end is not heard of. All who have the item hear of it, since any may end.
+    for (ImageIOTextureManager* const holder : item.holders)
+        holder->watch(user);
     item.requesters.add(&user);
 }
 
@@ -174,7 +192,7 @@ void ImageIOTextureManager::watch(EventObject& user)
     if (!m_connected_users.insert(&user).second)
         return;
     try {
-        EventObject::connect(user, kEventDestroy, &on_user_destroyed, this);
+        EventObject::connect(user, destroy_event(), &on_user_destroyed, this);
     } catch (...) {
         m_connected_users.erase(&user);
         throw;
@@ -219,15 +237,11 @@ void ImageIOTextureManager::remove_requester(EventObject* user)
             item->remove(user);
             has_unused |= item->requesters.is_empty();
         });
-        guarded([&] {  // without memory the two stay connected, which does no harm
-            EventObject::disconnect(*user, kEventDestroy, &on_user_destroyed, this);
-            m_connected_users.erase(user);
-        });
+        EventObject::disconnect(*user, destroy_event(), &on_user_destroyed, this);
+        m_connected_users.erase(user);
         if (!has_unused)
             return;
-        // All are out of the table before the first one goes: the end of a canvas may bring more users back here.
-        for (TextureItem* item = take_unused(); item;)
-            delete std::exchange(item, item->next_unused);
+        free_items(take_unused());
         if (!ImageTileFactory::s_factory)
             ImageTileFactory::init();
         ImageTileFactory::s_factory->free_unused_tiles(false);
@@ -243,7 +257,7 @@ void ImageIOTextureManager::check_external_file_modification()
             m_items.for_each([&keys](CoreString const& key, TextureItem* const&) { keys.push_back(key); });
         }
         for (CoreString const& key : keys)
-            tell_requesters(key);
+            guarded([&] { tell_requesters(key); });  // who is not told now is told the next time
     });
 }
 
@@ -258,8 +272,8 @@ void ImageIOTextureManager::tell_requesters(CoreString const& key)
         if (!item || !SysFilesystem::get_file_modification_time((*item)->path, time) ||
             time == (*item)->modification_time)
             return;
-        (*item)->modification_time = time;
         requesters = (*item)->requesters;
+        (*item)->modification_time = time;
     }
     for (ResourceUser* const user : requesters) {
         {
@@ -268,7 +282,7 @@ void ImageIOTextureManager::tell_requesters(CoreString const& key)
             if (!item || (*item)->requesters.find_index(user) == 0xFFFFFFFFu)
                 continue;
         }
-        user->on_resource_file_changed();
+        guarded([user] { user->on_resource_file_changed(); });
     }
 }
 

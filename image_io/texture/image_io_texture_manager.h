@@ -38,13 +38,13 @@ public:
 
     ImageIOTextureManager();
     ~ImageIOTextureManager();
-    /// A copy shares the images and the lock: an image is freed by the last of them. Users of a manager that ends are
-    /// heard by one of those that share their image.
+    /// A copy shares the images and the lock: an image is freed by the last of them, and its users are heard by all of
+    /// them.
     ImageIOTextureManager(ImageIOTextureManager const& other);
     ImageIOTextureManager& operator=(ImageIOTextureManager const& other);
 
     /// The shared image, good until `user` is removed; null for an empty path or a file that does not load. What
-    /// lacks a part because there was no memory is not shared, but loaded again when somebody asks next.
+    /// lacks a part, or fails, because there was no memory is not shared, but loaded again when somebody asks next.
     ImageCanvas* load_image(ResourceUser& user, CoreString const& path, ImageLoadOptions const& options,
                             OfApp* app, AppProgressBar* progress, ImagePixel::RepeatMode u,
                             ImagePixel::RepeatMode v);
@@ -53,7 +53,7 @@ public:
     void remove_requester(EventObject* user);
 
     /// Tells the users of every file that has changed since it was last looked at. Nothing is loaded anew: that is up
-    /// to them. They may leave, or others may, in what they do about it.
+    /// to them. They may leave, or others may, in what they do about it; what they throw is dropped.
     void check_external_file_modification();
 
     /// Bytes held by table, items and images.
@@ -74,7 +74,7 @@ private:
     void tell_requesters(CoreString const& key);
     TextureItem* take_unused();
     void end();
-    static void hand_over(TextureItem const& item, std::unordered_set<EventObject*> const& users);
+    static void free_items(TextureItem* items);
     void share_items(ImageIOTextureManager const& other);
 
     Table m_items;

@@ -17,7 +17,7 @@ struct ImageIOTextureManager::TextureItem {
     CoreString key;                               // under which the tables have it
     long long modification_time = 0;              // as the file system tells it; 0 if unknown
     std::vector<ImageIOTextureManager*> holders;  // those that have it in their tables
-    TextureItem* next_unused = nullptr;           // while it is being taken out of them
+    TextureItem* next_unused = nullptr;           // while it is taken out of them, and freed
 
     /// True if the user was there. The others keep their order.
     bool remove(EventObject const* user)

@@ -1,5 +1,7 @@
 // Requests, changed files and memory of ImageIOTextureManager.
 
+#include <stdexcept>
+
 #include "host/image/image_canvas.h"
 #include "host/image/image_tile_factory.h"
 #include "tests/support/log_capture.h"
@@ -245,6 +247,23 @@ TEST_F(TextureManager, UsersAreToldInTheOrderOfTheirArrival)
     manager().check_external_file_modification();
 
     EXPECT_EQ(order, (std::vector<int>{2, 0, 1}));
+}
+
+TEST_F(TextureManager, AUserThatThrowsWhenItIsToldKeepsNobodyFromHearing)
+{
+    std::string const paths[] = {write("a.exr"), write("b.exr")};
+    User throwing, other;
+    throwing.on_change = [] { throw std::runtime_error("no"); };
+    for (std::string const& path : paths) {
+        load(throwing, path);
+        load(other, path);
+        touch(path);
+    }
+
+    manager().check_external_file_modification();
+
+    EXPECT_EQ(throwing.told, 2);
+    EXPECT_EQ(other.told, 2);
 }
 
 TEST_F(TextureManager, AChangedImageIsNotLoadedAnew)

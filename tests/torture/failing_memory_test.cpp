@@ -2,8 +2,10 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <chrono>
 #include <filesystem>
 #include <fstream>
+#include <memory>
 #include <vector>
 
 #include "host/core/core_log_handler.h"
@@ -14,6 +16,7 @@
 #include "image_io/frame/image_io.h"
 #include "image_io/load/image_header.h"
 #include "image_io/load/image_load_options.h"
+#include "image_io/plate/plate_image_manager.h"
 #include "image_io/presets/image_io_resolution_preset_manager.h"
 #include "image_io/save/image_io_outputs.h"
 #include "image_io/save/image_io_save.h"
@@ -363,6 +366,40 @@ TEST_F(WithoutMemory, ColoursThatCouldNotBeConvertedAreNotSaved)
     expect_no_false_success("save exr16 zip tiles");
 }
 
+TEST_F(WithoutMemory, AStripOrTileThatTheWriterWasNotGivenIsMissed)
+{
+    expect_no_false_success("save tall tiff8");
+    expect_no_false_success("save unknown exr tiles");
+}
+
+/// TIFF's writer hears of the disk while it writes, that of PNG when its file is closed.
+TEST_F(WithoutMemory, AFullDiskIsNoSuccessEither)
+{
+    OfApp app;
+    zv_test::TestCanvas const canvas;
+    struct {
+        char const* name;
+        ImageIOFileFormat::Save format;
+    } const files[] = {{"full.tif", ImageIOFileFormat::SAVE_TIFF8},
+                       {"full.png", ImageIOFileFormat::SAVE_PNG8}};
+    for (auto const& [name, format] : files) {
+        CoreString const path = folder.file(name).c_str();
+        std::filesystem::create_symlink("/dev/full", folder.file(name));
+        bool has_failed_once = true;
+        for (long long number = 0; has_failed_once; ++number) {
+            ImageSaveOptions options;
+            options.format = format;
+            fail_allocation(Asker::OURS, number, true);
+            auto const status = in_module(
+                [&] { return ImageIO::save(path, options, canvas.canvas(), &app, nullptr, nullptr); });
+            stop_counting();
+            has_failed_once = has_failed();
+            EXPECT_NE(status, ImageIO::SAVING_STATUS_SUCCESS)
+                << name << ", " << number << " at " << failed_at();
+        }
+    }
+}
+
 TEST_F(WithoutMemory, APlateInTheWrongColoursIsNotLoaded)
 {
     expect_no_false_success("plate a.png");
@@ -384,6 +421,128 @@ TEST_F(WithoutMemory, NothingIsCalledWholeThatLacksAllItsTiles)
         SCOPED_TRACE(name);
         expect_no_false_success_without_tiles(name);
     }
+}
+
+ImageCanvas* load_shared(ImageIOTextureManager& manager, ResourceUser& user, CoreString const& path)
+{
+    ImageLoadOptions const options;
+    return in_module([&] {
+        return manager.load_image(user, path, options, nullptr, nullptr, ImagePixel::REPEAT_MODE_CLAMP,
+                                  ImagePixel::REPEAT_MODE_CLAMP);
+    });
+}
+
+TEST_F(WithoutMemory, ASharedImageThatFoundNoMemoryIsLoadedForTheNextUser)
+{
+    ImageIOTextureManager& manager = *ImageIOTextureManager::get_texture_manager();
+    CoreString const path = folder.file("a.png").c_str();
+    int failures = 0;
+    bool has_failed_once = true;
+    for (long long number = 0; has_failed_once; ++number) {
+        ResourceUser first, second;
+        fail_allocation(Asker::OURS, number, false);
+        ImageCanvas const* const canvas = load_shared(manager, first, path);
+        stop_counting();
+        has_failed_once = has_failed();
+        failures += !canvas;
+        EXPECT_NE(load_shared(manager, second, path), nullptr) << number << " at " << failed_at();
+    }
+    EXPECT_GT(failures, 0);
+}
+
+/// A user that counts what it hears of its files.
+struct CountingUser : ResourceUser {
+    void on_resource_file_changed() override { ++changes; }
+    int changes = 0;
+};
+
+TEST_F(WithoutMemory, AChangedFileIsToldTheNextTime)
+{
+    namespace fs = std::filesystem;
+    ImageIOTextureManager& manager = *ImageIOTextureManager::get_texture_manager();
+    std::string const path = folder.file("a.png");
+    CountingUser user;
+    ASSERT_NE(load_shared(manager, user, path.c_str()), nullptr);
+    int failures = 0;
+    bool has_failed_once = true;
+    for (long long number = 0; has_failed_once; ++number) {
+        fs::last_write_time(path, fs::last_write_time(path) + std::chrono::seconds(5));
+        user.changes = 0;
+        fail_allocation(Asker::OURS, number, false);
+        in_module([&] { manager.check_external_file_modification(); });
+        stop_counting();
+        has_failed_once = has_failed();
+        failures += user.changes == 0;
+        manager.check_external_file_modification();
+        EXPECT_EQ(user.changes, 1) << number << " at " << failed_at();
+    }
+    EXPECT_GT(failures, 0);
+}
+
+TEST_F(WithoutMemory, AManagerThatEndsFreesItsImagesAndIsHeardOfNoMore)
+{
+    for (long long number = 0; number < 8; ++number) {
+        forget_tiles();
+        forget_live_allocations();
+        count_allocations(Asker::OURS);
+        auto manager = in_module([] { return std::make_unique<ImageIOTextureManager>(); });
+        auto user = std::make_unique<ResourceUser>();
+        for (char const* name : {"a.png", "lines.exr", "grey.tga"})
+            ASSERT_NE(load_shared(*manager, *user, folder.file(name).c_str()), nullptr);
+        stop_counting();
+        fail_allocation(Asker::OURS, number, true);
+        in_module([&] { manager.reset(); });
+        stop_counting();
+        user.reset();
+        forget_tiles();
+        EXPECT_EQ(live_allocations(), 0) << number;
+    }
+}
+
+TEST_F(WithoutMemory, AUserOfTwoManagersIsHeardByTheOneThatIsLeft)
+{
+    CoreString const path = folder.file("a.png").c_str();
+    for (long long number = 0; number < 8; ++number) {
+        ImageIOTextureManager left;
+        unsigned long long const empty = left.get_memory_size();
+        auto user = std::make_unique<ResourceUser>();
+        ASSERT_NE(load_shared(left, *user, path), nullptr);
+        auto gone = std::make_unique<ImageIOTextureManager>(left);
+        auto late = std::make_unique<ResourceUser>();
+        ASSERT_NE(load_shared(*gone, *late, path), nullptr);
+        fail_allocation(Asker::OURS, number, true);
+        in_module([&] { gone.reset(); });
+        stop_counting();
+        user.reset();
+        EXPECT_GT(left.get_memory_size(), empty) << number;
+        late.reset();
+        EXPECT_EQ(left.get_memory_size(), empty) << number;
+    }
+}
+
+TEST_F(WithoutMemory, APlatesPathIsToldOnceWhateverFails)
+{
+    static int events;
+    PlateImageManager& manager = PlateImageManager::get();
+    EventObject::connect(
+        manager, "EVT_ID_PLATE_IMAGE_MANAGER_PATH_ADDED",
+        [](EventObject&, EventObject::EventInfo const&, void*) { ++events; }, nullptr);
+    CoreString const path = folder.file("a.png").c_str();
+    int failures = 0;
+    bool has_failed_once = true;
+    for (long long number = 0; has_failed_once; ++number) {
+        manager.clear(PlateImageManager::CLEAR_MODE_SILENT);
+        events = 0;
+        fail_allocation(Asker::OURS, number, false);
+        PlateImage const* const plate = in_module([&] { return manager.get_or_create_plate_image(path); });
+        stop_counting();
+        has_failed_once = has_failed();
+        failures += !plate;
+        EXPECT_NE(manager.get_or_create_plate_image(path), nullptr) << number;
+        EXPECT_EQ(events, 1) << number << " at " << failed_at();
+    }
+    EXPECT_GT(failures, 0);
+    manager.clear(PlateImageManager::CLEAR_MODE_SILENT);
 }
 
 TEST_F(WithoutMemory, AUserThatLeavesASharedImageIsForgottenAndTheImageFreed)

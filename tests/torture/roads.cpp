@@ -230,6 +230,14 @@ void add_saves(std::vector<Road>& roads, std::string const& folder)
         if (is_a_road(form))
             roads.push_back({"save " + form.name + (form.in_regions ? ", regions" : ""),
                              [saver, form, folder] { return save(*saver, form, folder); }});
+    // Lines whose numbers are long, and tiles that OpenImageIO writes.
+    auto const tall_saver = std::make_shared<FormSaver>(1, 1030);
+    SaveForm const tall{"tall", "tall", ".tif", Format::SAVE_TIFF8},
+        tiles{"unknown exr tiles", "tiles", ".exr", Format::SAVE_UNKNOWN, Format::COMPRESSION_NONE, 1};
+    roads.push_back(
+        {"save tall tiff8", [tall_saver, tall, folder] { return save(*tall_saver, tall, folder); }});
+    roads.push_back(
+        {"save unknown exr tiles", [saver, tiles, folder] { return save(*saver, tiles, folder); }});
 }
 
 }  // namespace
