@@ -62,6 +62,7 @@ struct EventObject::Connection {
     CoreString name;
     std::unique_ptr<Target> target;
     std::atomic<bool> is_alive{true};
+    bool is_due = false;  ///< to be called by a source that ends
 };
 
 EventObject::EventObject() noexcept = default;
@@ -78,12 +79,41 @@ EventObject& EventObject::operator=(EventObject const&) noexcept
 
 EventObject::~EventObject()
 {
-    try {
-        raise_event("EVT_ID_DESTROY");
-    } catch (...) {
-        // A callback's failure must not end the process.
-    }
+    raise_destroy();
     drop_all_connections();
+}
+
+/// Made for the first connection there is: whoever keeps this object's address hears of its end without memory, too.
+EventObject::EventInfo const& EventObject::destroy_info()
+{
+    static EventInfo const& info = *new EventInfo("EVT_ID_DESTROY");  // static objects may outlive all others
+    return info;
+}
+
+/// Without a list of those to call, for which there may be no memory: an object that ends is raised for once only, so that its
+/// connections can note it.
+void EventObject::raise_destroy() noexcept
+{
+    {
+        std::lock_guard const guard(connection_mutex());
+        for (auto const& connection : m_outgoing)
+            connection->is_due = connection->name == destroy_info().m_name;
+    }
+    while (auto const connection = take_due_connection())
+        try {
+            connection->target->call(*this, destroy_info());
+        } catch (...) {
+            // A callback's failure must not end the process.
+        }
+}
+
+std::shared_ptr<EventObject::Connection> EventObject::take_due_connection()
+{
+    std::lock_guard const guard(connection_mutex());
+    for (auto const& connection : m_outgoing)
+        if (std::exchange(connection->is_due, false))
+            return connection;
+    return nullptr;
 }
 
 bool EventObject::is_kindof(CoreClassInfo const& info) const
@@ -150,6 +180,7 @@ void EventObject::raise_event(EventInfo const& info)
 void EventObject::add_connection(EventObject& source, CoreString const& event_name,
                                  std::unique_ptr<Target> target, EventObject* receiver)
 {
+    destroy_info();
     std::lock_guard const guard(connection_mutex());
     for (auto const& known : source.m_outgoing)
         if (known->is_for(event_name, *target))

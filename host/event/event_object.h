@@ -98,6 +98,9 @@ private:
                                std::unique_ptr<Target> target, EventObject* receiver);
     static bool drop_connection(EventObject& source, CoreString const& event_name, Target const& target);
     static void forget(ConnectionList& list, Connection const* connection);
+    static EventInfo const& destroy_info();
+    void raise_destroy() noexcept;
+    std::shared_ptr<Connection> take_due_connection();
     void drop_all_connections();
 
     ConnectionList m_outgoing;

@@ -520,6 +520,18 @@ TEST_F(WithoutMemory, AUserOfTwoManagersIsHeardByTheOneThatIsLeft)
     }
 }
 
+TEST_F(WithoutMemory, AUserThatEndsIsForgotten)
+{
+    ImageIOTextureManager& manager = *ImageIOTextureManager::get_texture_manager();
+    unsigned long long const empty = manager.get_memory_size();
+    auto user = std::make_unique<ResourceUser>();
+    ASSERT_NE(load_shared(manager, *user, folder.file("a.png").c_str()), nullptr);
+    fail_allocation(Asker::OURS, 0, true);
+    in_module([&] { user.reset(); });
+    stop_counting();
+    EXPECT_EQ(manager.get_memory_size(), empty);
+}
+
 TEST_F(WithoutMemory, APlatesPathIsToldOnceWhateverFails)
 {
     static int events;

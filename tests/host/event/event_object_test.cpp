@@ -347,6 +347,37 @@ TEST(EventObject, ADestructorSwallowsWhatCallbacksThrow)
     EXPECT_EQ(record.names.size(), 1u);
 }
 
+TEST(EventObject, WhatOneCallbackThrowsKeepsNoOtherFromHearingOfTheEnd)
+{
+    Record throwing, other;
+    throwing.action = [] { throw std::runtime_error("in a callback"); };
+    {
+        Source source;
+        EventObject::connect(source, "EVT_ID_DESTROY", note, &throwing);
+        EventObject::connect(source, "EVT_ID_DESTROY", note, &other);
+    }
+
+    EXPECT_EQ(other.names.size(), 1u);
+}
+
+TEST(EventObject, AnEndIsHeardByThoseThatWereConnectedWhenItBegan)
+{
+    Record first, dropped, late;
+    auto source = std::make_unique<Source>();
+    Source* const address = source.get();
+    first.action = [&] {
+        EventObject::disconnect(*address, "EVT_ID_DESTROY", note, &dropped);
+        EventObject::connect(*address, "EVT_ID_DESTROY", note, &late);
+    };
+    EventObject::connect(*source, "EVT_ID_DESTROY", note, &first);
+    EventObject::connect(*source, "EVT_ID_DESTROY", note, &dropped);
+    source.reset();
+
+    EXPECT_EQ(first.names.size(), 1u);
+    EXPECT_TRUE(dropped.names.empty());
+    EXPECT_TRUE(late.names.empty());
+}
+
 TEST(EventObject, ConnectionsAreMadeAndDroppedOnManyThreads)
 {
     Source source;
