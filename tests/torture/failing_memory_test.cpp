@@ -1,7 +1,6 @@
 #include <OpenImageIO/imageio.h>
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <chrono>
 #include <filesystem>
 #include <fstream>
@@ -23,9 +22,7 @@
 #include "image_io/save/image_save_options.h"
 #include "image_io/texture/image_io_texture_manager.h"
 #include "tests/save/test_canvas.h"
-#include "tests/support/temp_dir.h"
-#include "tests/torture/allocations.h"
-#include "tests/torture/roads.h"
+#include "tests/torture/roads_fixture.h"
 
 // One after the other, each allocation of the module and the host fails: once, and with all behind it.
 
@@ -33,26 +30,8 @@ namespace {
 
 using namespace zv_torture;
 
-class WithoutMemory : public testing::Test {
+class WithoutMemory : public RoadsFixture {
 protected:
-    WithoutMemory()
-    {
-        CoreLogHandler::set_sink([](int, CoreString const&) {});
-        learn_askers();
-        make_road_files(folder.path().string());
-        roads = all_roads(folder.path().string());
-    }
-    ~WithoutMemory() override { CoreLogHandler::set_sink({}); }
-
-    Road const& road(std::string const& name) const
-    {
-        auto const found =
-            std::find_if(roads.begin(), roads.end(), [&](Road const& each) { return each.name == name; });
-        if (found == roads.end())
-            throw std::runtime_error("there is no road " + name);
-        return *found;
-    }
-
     /// Tiles that earlier roads gave back would be memory that never fails.
     static void forget_tiles() { ImageTileFactory::get().free_unused_tiles(false); }
 
@@ -116,9 +95,6 @@ protected:
         EXPECT_FALSE(without.claims_success);
         EXPECT_EQ(trial.run(), wanted);
     }
-
-    zv_test::TempDir folder;
-    std::vector<Road> roads;
 };
 
 TEST_F(WithoutMemory, APictureOfLinesThatLacksAChannelOrTilesIsNotCalledWhole)

@@ -5,15 +5,12 @@
 #include <memory>
 #include <vector>
 
-#include "host/core/core_log_handler.h"
 #include "host/image/image_canvas.h"
 #include "image_io/frame/image_io.h"
 #include "image_io/load/image_load_options.h"
 #include "image_io/load/image_load_report.h"
-#include "tests/support/temp_dir.h"
-#include "tests/torture/allocations.h"
 #include "tests/torture/live_table.h"
-#include "tests/torture/roads.h"
+#include "tests/torture/roads_fixture.h"
 
 // What is lost, by the module or by a library on its behalf: a reader or a file that nobody closes is memory of the library.
 
@@ -42,26 +39,13 @@ long long kept_by_each(Count const& count, Call const& call)
     return least;
 }
 
-class LostMemory : public testing::Test {
-protected:
-    LostMemory()
-    {
-        CoreLogHandler::set_sink([](int, CoreString const&) {});
-        learn_askers();
-        make_road_files(folder.path().string());
-        roads = all_roads(folder.path().string());
-    }
-    ~LostMemory() override { CoreLogHandler::set_sink({}); }
-
-    zv_test::TempDir folder;
-    std::vector<Road> roads;
-};
+class LostMemory : public RoadsFixture {};
 
 TEST_F(LostMemory, NoRoadLosesAnything)
 {
-    for (Road const& road : roads) {
-        EXPECT_LE(kept_by_each(live_allocations, road.run), 0) << road.name;
-        EXPECT_LE(kept_by_each(live_library_allocations, road.run), 0) << road.name;
+    for (Road const& each : roads) {
+        EXPECT_LE(kept_by_each(live_allocations, each.run), 0) << each.name;
+        EXPECT_LE(kept_by_each(live_library_allocations, each.run), 0) << each.name;
     }
 }
 
