@@ -2,6 +2,7 @@
 #include <OpenImageIO/imageio.h>
 
 #include <algorithm>
+#include <optional>
 #include <vector>
 
 #include "image_io/load/reader_guards.h"
@@ -11,8 +12,8 @@ namespace zv_image_io {
 namespace {
 
 constexpr std::uint64_t kDirectory = 6, kEntry = 16, kBitmapHeader = 40;
-// An icon comes in a dozen sizes, and a directory may have 65535 entries.
-constexpr int kMostPngs = 1000;
+// An icon comes in a dozen sizes, and a directory may have 65535 entries, all for one file: the reader opens each of them.
+constexpr int kMostPngs = 256;
 
 struct Icon {
     unsigned width, height, colours;  // 0 colours of the palette: 256
@@ -128,7 +129,7 @@ bool is_first_icon_safe(FileBytes& file)
     return is_png(file, *offset) || is_bitmap_safe(file, {entry[0], entry[1], entry[2], *offset});
 }
 
-/// Where the directory's icons lie, each place once and in the order of the file.
+/// Where the directory's icons lie, in the order of the file.
 std::vector<std::uint32_t> icon_offsets(FileBytes& file)
 {
     unsigned const count = file.little(4, 2).value_or(0);
@@ -137,7 +138,6 @@ std::vector<std::uint32_t> icon_offsets(FileBytes& file)
         if (auto const offset = file.little(kDirectory + number * kEntry + 12, 4))
             offsets.push_back(*offset);
     std::sort(offsets.begin(), offsets.end());
-    offsets.erase(std::unique(offsets.begin(), offsets.end()), offsets.end());
     return offsets;
 }
 
@@ -148,10 +148,15 @@ bool is_ico_safe(FileBytes& file)
     if (!is_first_icon_safe(file))
         return false;
     LookBudget budget(file);
+    std::optional<std::uint32_t> judged;
     int pngs = 0;
-    for (std::uint32_t const offset : icon_offsets(file))
-        if (is_png(file, offset) && (++pngs > kMostPngs || !is_png_safe(file, offset, budget)))
+    for (std::uint32_t const offset : icon_offsets(file)) {
+        if (!is_png(file, offset))
+            continue;
+        if (++pngs > kMostPngs || (judged != offset && !is_png_safe(file, offset, budget)))
             return false;
+        judged = offset;
+    }
     return true;
 }
 
