@@ -13,6 +13,10 @@ namespace zv_image_io {
 
 namespace {
 
+// A few kilobytes can claim lines by the million, and each costs microseconds to be asked for in vain. Twice as many as the
+// lines of any picture that formats with sizes of 16 bits can hold take seconds.
+constexpr unsigned kMostFailedReads = 1 << 17;
+
 /// Readers that decode from the first line on whenever they are asked for an earlier one or after an error.
 bool starts_from_the_top(std::string_view format_name)
 {
@@ -83,24 +87,32 @@ bool BandReader::is_doubtful(ReadResult const& result) const
     return !result.error.is_empty() && m_line_count > 1 && !m_starts_from_the_top;
 }
 
+bool BandReader::is_hopeless() const
+{
+    return m_failed_reads > kMostFailedReads;
+}
+
 ReadResult BandReader::ask(int begin_y, int line_count, ChannelRange channels)
 {
     std::byte* const into = samples(begin_y - m_begin_y, channels.begin);
-    // A band is not asked again: its lines are.
-    return m_reads.run(line_count == 1, [&] {
+    // A band is not asked again: its lines are, as long as they are.
+    ReadResult const result = m_reads.run(line_count == 1 || is_hopeless(), [&] {
         return m_input.read_scanlines(0, 0, begin_y, begin_y + line_count, 0, channels.begin, channels.end,
                                       m_spec.format, into, OIIO::stride_t(m_pixel_bytes),
                                       OIIO::stride_t(m_row_bytes));
     });
+    m_failed_reads += !result.good;
+    return result;
 }
 
 void BandReader::rescue(ReadResult const& band)
 {
-    if (m_line_count == 1) {
+    bool const is_given_up = is_hopeless();
+    if (m_line_count == 1 && !is_given_up) {
         rescue_line(0, band.error);
     } else {
         for (int line = 0; line < m_line_count; ++line) {
-            if (m_is_exhausted)
+            if (m_is_exhausted || is_given_up)
                 lose(line, m_range, band.error);
             else if (!ask(m_begin_y + line, 1, m_range).good)
                 rescue_line(line, band.error);

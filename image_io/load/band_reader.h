@@ -19,7 +19,8 @@ namespace zv_image_io {
 /// A band that fails is asked again line by line; a line that fails is asked channel by channel where the file keeps
 /// its channels apart, or once more where its failure may be an echo of the one before it (`ReadSequence`). So each
 /// sample is asked at most three times. A reader that starts again from the top of the
-/// file for each call is not asked behind its first bad line.
+/// file for each call is not asked behind its first bad line, and behind 131072 failed reads a band that fails is lost with
+/// all its lines.
 ///
 /// Owns     the band's buffer; `input`, `spec` and `report` are borrowed
 /// Errors   the first text that the reader gave for a channel is kept; texts of further tries go to the report alone
@@ -59,6 +60,7 @@ private:
     };
 
     std::size_t index(int channel) const { return std::size_t(channel - m_range.begin); }
+    bool is_hopeless() const;
     ReadResult ask(int begin_y, int line_count, ChannelRange channels);
     bool is_doubtful(ReadResult const& result) const;
     void rescue(ReadResult const& band);
@@ -74,6 +76,7 @@ private:
     std::size_t m_sample_bytes, m_pixel_bytes, m_row_bytes;
     bool m_keeps_channels_apart, m_starts_from_the_top;
     bool m_is_exhausted = false;
+    unsigned m_failed_reads = 0;
 
     int m_begin_y = 0, m_line_count = 0;
     std::vector<std::byte> m_band;

@@ -9,6 +9,7 @@
 #include "host/colorio/color_io_auto_detection.h"
 #include "host/colorio/color_io_manager.h"
 #include "image_io/frame/image_io.h"
+#include "image_io/frame/log_exception.h"
 #include "image_io/load/image_io_load.h"
 
 namespace zv_image_io {
@@ -81,6 +82,7 @@ CoreString find_file_color_space(CoreString const& path, ColorSpaceRule& rule)
         input->close();
         return answer;
     } catch (...) {
+        zv_image_io::log_load_exception(path);
         rule = COLOR_SPACE_RULE_NONE;
         return {};
     }

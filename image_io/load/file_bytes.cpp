@@ -11,7 +11,7 @@ namespace zv_image_io {
 
 namespace {
 
-constexpr std::size_t kWindow = 16384;
+constexpr std::size_t kSmallestWindow = 512;
 
 }  // namespace
 
@@ -29,8 +29,9 @@ FileBytes::~FileBytes()
         close(m_file);
 }
 
-bool FileBytes::read_directly(std::uint64_t at, unsigned char* target, std::size_t count) const
+bool FileBytes::read_directly(std::uint64_t at, unsigned char* target, std::size_t count)
 {
+    m_bytes_read += count;
     while (count > 0) {
         ssize_t const got = pread(m_file, target, count, static_cast<off_t>(at));
         if (got <= 0)
@@ -42,21 +43,29 @@ bool FileBytes::read_directly(std::uint64_t at, unsigned char* target, std::size
     return true;
 }
 
+bool FileBytes::move_window(std::uint64_t at, std::size_t count)
+{
+    bool const goes_on = at >= m_window_at && at <= m_window_at + m_window_size;
+    std::size_t const wanted = std::max({kSmallestWindow, count, goes_on ? 2 * m_window_size : 0});
+    m_window_size =
+        static_cast<std::size_t>(std::min<std::uint64_t>(std::min(wanted, kLargestWindow), m_size - at));
+    m_window_at = at;
+    if (read_directly(at, m_window, m_window_size))
+        return true;
+    m_window_size = 0;
+    return false;
+}
+
 bool FileBytes::read(std::uint64_t at, void* target, std::size_t count)
 {
     if (!has(at, count))
         return false;
-    if (count > kWindow / 2)
+    if (count > kLargestWindow / 2)
         return read_directly(at, static_cast<unsigned char*>(target), count);
-    if (at < m_window_at || at + count > m_window_at + m_window.size()) {
-        m_window.resize(static_cast<std::size_t>(std::min<std::uint64_t>(kWindow, m_size - at)));
-        m_window_at = at;
-        if (!read_directly(at, m_window.data(), m_window.size())) {
-            m_window.clear();
-            return false;
-        }
-    }
-    std::memcpy(target, m_window.data() + (at - m_window_at), count);
+    bool const is_inside = at >= m_window_at && at + count <= m_window_at + m_window_size;
+    if (!is_inside && !move_window(at, count))
+        return false;
+    std::memcpy(target, m_window + (at - m_window_at), count);
     return true;
 }
 

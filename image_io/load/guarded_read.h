@@ -54,7 +54,8 @@ public:
     {
         ReadResult result = guarded_read(m_input, m_report, read);
         if (!result.good && may_repeat && m_has_echoes && m_has_failed)
-            result.good = guarded_read(m_input, m_report, read).good;
+            if (ReadResult again = guarded_read(m_input, m_report, read); again.good)
+                result = again;
         m_has_failed = !result.good;
         return result;
     }

@@ -2,6 +2,7 @@
 #include <OpenImageIO/imageio.h>
 
 #include <algorithm>
+#include <optional>
 #include <vector>
 
 #include "image_io/load/reader_guards.h"
@@ -11,6 +12,8 @@ namespace zv_image_io {
 namespace {
 
 constexpr std::uint64_t kDirectory = 6, kEntry = 16, kBitmapHeader = 40;
+// An icon comes in a dozen sizes, and a directory may have 65535 entries, all for one file: the reader opens each of them.
+constexpr int kMostPngs = 256;
 
 struct Icon {
     unsigned width, height, colours;  // 0 colours of the palette: 256
@@ -22,23 +25,59 @@ unsigned row_bytes(unsigned bits)
     return (bits + 31) / 32 * 4;
 }
 
+/// A file within a file, for a reader of the library, from `begin` on to the end of the outer one.
+class InnerFile : public OIIO::Filesystem::IOProxy {
+public:
+    InnerFile(FileBytes& file, std::uint64_t begin, LookBudget& budget)
+        : IOProxy("", Read)
+        , m_file(file)
+        , m_begin(begin)
+        , m_budget(budget)
+    {
+    }
+
+    char const* proxytype() const override { return "icon"; }
+    std::size_t size() const override { return static_cast<std::size_t>(m_file.size() - m_begin); }
+    std::size_t read(void* target, std::size_t count) override
+    {
+        std::size_t const got = pread(target, count, m_pos);
+        m_pos += static_cast<std::int64_t>(got);
+        return got;
+    }
+    std::size_t pread(void* target, std::size_t count, std::int64_t at) override
+    {
+        auto const place = static_cast<std::uint64_t>(at);
+        if (place >= size())
+            return 0;
+        count = std::min(count, size() - static_cast<std::size_t>(place));
+        return m_budget.take(count) && m_file.read(m_begin + place, target, count) ? count : 0;
+    }
+
+private:
+    FileBytes& m_file;
+    std::uint64_t m_begin;
+    LookBudget& m_budget;
+};
+
 /// The reader divides by the number of channels whether it could read the header of the PNG file inside or not. So the
 /// library's own reader of such files is asked first.
-bool is_png_safe(FileBytes& file, std::uint64_t at)
+bool is_png_safe(FileBytes& file, std::uint64_t at, LookBudget& budget)
 {
-    std::vector<unsigned char> bytes(static_cast<std::size_t>(file.size() - at));
-    if (!file.read(at, bytes.data(), bytes.size()))
-        return true;
-    OIIO::Filesystem::IOMemReader memory(bytes.data(), bytes.size());
+    InnerFile inside(file, at, budget);
     auto const reader = OIIO::ImageInput::create("png", false, nullptr, nullptr, "");
     if (!reader)
         return false;
-    reader->set_ioproxy(&memory);
+    reader->set_ioproxy(&inside);
     OIIO::ImageSpec spec;
     bool const is_open = reader->open("icon.png", spec) && spec.nchannels > 0;
     reader->geterror();  // thrown away
     reader->close();
     return is_open;
+}
+
+bool is_png(FileBytes& file, std::uint64_t at)
+{
+    return file.has(at, 8) && file.is(at + 1, "PNG");
 }
 
 /// The largest index into the palette that a row holds.
@@ -80,27 +119,44 @@ bool is_bitmap_safe(FileBytes& file, Icon const& icon)
     return !has_mask || *bits == 24 || are_indices_safe(file, icon, *bits);
 }
 
-bool is_icon_safe(FileBytes& file, unsigned number)
+/// Samples are read of the first icon only.
+bool is_first_icon_safe(FileBytes& file)
 {
     unsigned char entry[kEntry];
-    std::uint64_t const entry_at = kDirectory + number * kEntry;
-    auto const offset = file.little(entry_at + 12, 4);
-    if (!offset || !file.read(entry_at, entry, kEntry) || !file.has(*offset, 8))
+    auto const offset = file.little(kDirectory + 12, 4);
+    if (!offset || !file.read(kDirectory, entry, kEntry) || !file.has(*offset, 8))
         return true;  // refused by the reader
-    if (file.is(*offset + 1, "PNG"))
-        return is_png_safe(file, *offset);
-    // Samples are read of the first icon only.
-    return number > 0 || is_bitmap_safe(file, {entry[0], entry[1], entry[2], *offset});
+    return is_png(file, *offset) || is_bitmap_safe(file, {entry[0], entry[1], entry[2], *offset});
+}
+
+/// Where the directory's icons lie, in the order of the file.
+std::vector<std::uint32_t> icon_offsets(FileBytes& file)
+{
+    unsigned const count = file.little(4, 2).value_or(0);
+    std::vector<std::uint32_t> offsets;
+    for (unsigned number = 0; number < count && file.has(kDirectory + number * kEntry, kEntry); ++number)
+        if (auto const offset = file.little(kDirectory + number * kEntry + 12, 4))
+            offsets.push_back(*offset);
+    std::sort(offsets.begin(), offsets.end());
+    return offsets;
 }
 
 }  // namespace
 
 bool is_ico_safe(FileBytes& file)
 {
-    unsigned const count = file.little(4, 2).value_or(0);
-    for (unsigned number = 0; number < count && file.has(kDirectory + number * kEntry, kEntry); ++number)
-        if (!is_icon_safe(file, number))
+    if (!is_first_icon_safe(file))
+        return false;
+    LookBudget budget(file);
+    std::optional<std::uint32_t> judged;
+    int pngs = 0;
+    for (std::uint32_t const offset : icon_offsets(file)) {
+        if (!is_png(file, offset))
+            continue;
+        if (++pngs > kMostPngs || (judged != offset && !is_png_safe(file, offset, budget)))
             return false;
+        judged = offset;
+    }
     return true;
 }
 

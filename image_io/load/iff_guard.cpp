@@ -138,7 +138,7 @@ bool are_runs_safe(FileBytes& file, Tile const& tile, unsigned planes)
     return true;
 }
 
-bool is_tile_safe(FileBytes& file, Tile const& tile, Picture const& picture)
+bool is_tile_safe(FileBytes& file, Tile const& tile, Picture const& picture, LookBudget& budget)
 {
     if (picture.sample_bytes == 0)
         return true;  // the reader gives up
@@ -148,6 +148,8 @@ bool is_tile_safe(FileBytes& file, Tile const& tile, Picture const& picture)
     // Of a tile that is cut off nothing is read, but memory for it is asked for.
     if (!file.has(tile.samples_at, tile.stored_bytes))
         return tile.stored_bytes <= 2 * bytes + 4096;
+    if (!budget.take(tile.stored_bytes))
+        return false;
     if (bytes + 8 <= tile.chunk_size)
         return true;
     if (picture.sample_bytes == 2 && picture.channels < 3)
@@ -171,6 +173,7 @@ bool is_origin_safe(FileBytes& file, Picture const& picture)
 /// the start of the file.
 bool are_tiles_safe(FileBytes& file, Picture const& picture, bool skips_from_start)
 {
+    LookBudget budget(file);
     std::uint64_t at = picture.tiles_at, area = 0;
     std::uint64_t steps = file.size() / 8 + picture.tiles;
     for (unsigned found = 0; found < picture.tiles;) {
@@ -195,7 +198,7 @@ bool are_tiles_safe(FileBytes& file, Picture const& picture, bool skips_from_sta
         Tile const tile{*right - *left + 1, *bottom - *top + 1, chunk->at + 8, chunk->padded() - 8u,
                         chunk->size};
         area += tile.width * tile.height;
-        if (area > 4 * picture.width * picture.height || !is_tile_safe(file, tile, picture))
+        if (area > 4 * picture.width * picture.height || !is_tile_safe(file, tile, picture, budget))
             return false;
         at = chunk->at + chunk->padded();
     }

@@ -37,28 +37,71 @@ bool are_runs_safe(std::vector<unsigned char> const& row, Picture const& picture
     return true;
 }
 
-/// A row that is not in the file is none to the reader, and does no harm.
-bool is_row_safe(FileBytes& file, Picture const& picture, std::uint32_t start, std::uint32_t length)
-{
-    if (start > kMostOffset || length > kMostOffset)
-        return false;  // negative to the reader
-    if (!file.has(start, length))
+/// The rows of a picture, of which many may be one in the file.
+class Rows {
+public:
+    Rows(FileBytes& file, Picture const& picture)
+        : m_file(file)
+        , m_picture(picture)
+        // Each sample takes two bytes of a run at most, so that more of them need not be looked at.
+        , m_longest((std::uint64_t(picture.width) + 1) * 2 * picture.sample_bytes + 4)
+        , m_budget(file)
+        , m_known(kKnown)
+    {
+    }
+
+    bool is_safe(std::uint32_t start, std::uint32_t length)
+    {
+        if (start > kMostOffset || length > kMostOffset)
+            return false;  // negative to the reader
+        if (!m_budget.take(bytes_in_vain(start, length)))
+            return false;
+        if (!m_file.has(start, length))
+            return true;  // none to the reader, and does no harm
+        std::uint64_t const row = std::uint64_t(start) << 32 | length;
+        std::uint64_t& known = m_known[(start * 31u + length) % kKnown];
+        if (known == row)
+            return true;
+        m_row.resize(static_cast<std::size_t>(std::min<std::uint64_t>(length, m_longest)));
+        if (!m_budget.take(m_row.size()) || !m_file.read(start, m_row.data(), m_row.size()) ||
+            !are_runs_safe(m_row, m_picture))
+            return false;
+        known = row;
         return true;
-    // Each sample takes two bytes of a run at most, so that more of them need not be looked at.
-    std::uint64_t const longest = (std::uint64_t(picture.width) + 1) * 2 * picture.sample_bytes + 4;
-    std::vector<unsigned char> row(static_cast<std::size_t>(std::min<std::uint64_t>(length, longest)));
-    return file.read(start, row.data(), row.size()) && are_runs_safe(row, picture);
-}
+    }
+
+private:
+    // Enough for the different rows of a picture whose writer looks for equal ones, within a small memory.
+    static constexpr std::size_t kKnown = 8192;
+
+    /// What the reader reads without need, for each row anew: what there is of a row that is cut off, and what lies behind
+    /// the samples.
+    std::uint64_t bytes_in_vain(std::uint32_t start, std::uint32_t length) const
+    {
+        if (!m_file.has(start, length))
+            return m_file.size() > start ? m_file.size() - start : 0;
+        return length > m_longest ? length - m_longest : 0;
+    }
+
+    FileBytes& m_file;
+    Picture const& m_picture;
+    std::uint64_t m_longest;
+    LookBudget m_budget;
+    std::vector<std::uint64_t>
+        m_known;  // safe rows: where they begin, and how long they are; the empty row is one
+    std::vector<unsigned char> m_row;
+};
 
 bool are_rows_safe(FileBytes& file, Picture const& picture, std::uint64_t table_rows)
 {
-    std::uint64_t const rows = std::uint64_t(picture.height) * picture.channels;
-    if (rows > table_rows || table_rows > kMostOffset || !file.has(kHeader, table_rows * 8))
+    std::uint64_t const count = std::uint64_t(picture.height) * picture.channels;
+    if (count > table_rows || table_rows > kMostOffset || !file.has(kHeader, table_rows * 8))
         return false;
-    for (std::uint64_t row = 0; row < rows; ++row) {
+    Rows rows(file, picture);
+    for (std::uint64_t row = 0; row < count; ++row) {
         auto const start = file.big(kHeader + row * 4, 4);
         auto const length = file.big(kHeader + (table_rows + row) * 4, 4);
-        if (!start || !length || !is_row_safe(file, picture, *start, *length))
+        if (!start || !length || !rows.is_safe(*start, *length))
             return false;
     }
     return true;

@@ -13,13 +13,21 @@ namespace zv_fuzz {
 namespace {
 
 constexpr Harness kHarnesses[] = {
-    {"probe", probe, false},           {"load_exr", load_exr, false},
-    {"load_tiff", load_tiff, false},   {"load_png", load_png, false},
-    {"load_tga", load_tga, false},     {"load_hdr", load_hdr, false},
-    {"load_bmp", load_bmp, false},     {"load_jpeg", load_jpeg, false},
-    {"parser", parser, true},          {"presets", presets, true},
-    {"metadata", metadata, true},      {"output_names", output_names, false},
-    {"exr_header", exr_header, false}, {"hash_table", hash_table, true},
+    {"probe", probe, false},
+    {"load_exr", load_exr, false},
+    {"load_tiff", load_tiff, false},
+    {"load_png", load_png, false},
+    {"load_tga", load_tga, false},
+    {"load_hdr", load_hdr, false},
+    {"load_bmp", load_bmp, false},
+    {"load_jpeg", load_jpeg, false},
+    {"load_weak", load_weak, false},
+    {"parser", parser, true},
+    {"presets", presets, true},
+    {"metadata", metadata, true},
+    {"output_names", output_names, false},
+    {"exr_header", exr_header, false},
+    {"hash_table", hash_table, true},
 };
 
 }  // namespace

@@ -29,9 +29,11 @@ void require(bool is_kept, char const* promise);
 /// and with limits that damaged headers soon meet.
 void prepare_process();
 
-// pictures.cpp: the bytes are a file of that format; of the first one, the first byte chooses the extension.
+// pictures.cpp: the bytes are a file of that format; of the first two, the first byte chooses the extension.
 void probe(Bytes bytes);
 std::span<char const* const> probe_extensions();
+void load_weak(Bytes bytes);
+std::span<char const* const> weak_extensions();
 void load_exr(Bytes bytes);
 void load_tiff(Bytes bytes);
 void load_png(Bytes bytes);

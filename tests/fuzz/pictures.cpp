@@ -18,8 +18,11 @@ namespace zv_fuzz {
 
 namespace {
 
-constexpr char const* kExtensions[] = {"exr", "tif", "png", "tga",  "hdr", "bmp",  "jpg",  "gif",
-                                       "dpx", "ppm", "psd", "webp", "jp2", "fits", "heic", "tx"};
+constexpr char const* kExtensions[] = {"exr",  "tif", "png", "tga", "hdr",  "bmp", "jpg",
+                                       "gif",  "dpx", "ppm", "psd", "webp", "jp2", "fits",
+                                       "heic", "tx",  "ico", "iff", "sgi",  "rla", "zfile"};
+// Formats with weak readers: files that the module looks at before them, and their like.
+constexpr char const* kWeakExtensions[] = {"ico", "iff", "sgi", "rla", "zfile", "dpx", "fits", "psd"};
 
 void check_header(CoreString const& path)
 {
@@ -129,6 +132,17 @@ void probe(Bytes bytes)
         write_input(bytes.subspan(1), kExtensions[bytes[0] % std::size(kExtensions)]).c_str();
     check_header(path);
     check_colour_space(path);
+}
+
+std::span<char const* const> weak_extensions()
+{
+    return kWeakExtensions;
+}
+
+void load_weak(Bytes bytes)
+{
+    if (!bytes.empty())
+        load(bytes.subspan(1), kWeakExtensions[bytes[0] % std::size(kWeakExtensions)]);
 }
 
 void load_exr(Bytes bytes)

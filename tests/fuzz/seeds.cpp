@@ -7,6 +7,7 @@
 #include <map>
 
 #include "tests/fuzz/harness.h"
+#include "tests/support/handmade_files.h"
 #include "tests/support/pictures.h"
 #include "tests/support/temp_dir.h"
 
@@ -130,6 +131,13 @@ Seeds tiff_pictures()
     return album.seeds();
 }
 
+char const* compression_of(std::string const& extension)
+{
+    if (extension == "tga" || extension == "sgi" || extension == "iff")
+        return "rle";
+    return extension == "zfile" ? "zip" : "jpeg:50";
+}
+
 Seeds simple_pictures(std::string const& extension)
 {
     Album album(extension);
@@ -141,7 +149,7 @@ Seeds simple_pictures(std::string const& extension)
             if (extension == "heic")
                 spec.width = spec.full_width = 64;  // of narrower rows its writer reads more than there is
             album.add(spec);
-            spec.attribute("compression", extension == "tga" ? "rle" : "jpeg:50");
+            spec.attribute("compression", compression_of(extension));
             spec.attribute("Comment", "a comment");
             spec.attribute("Orientation", 6);
             spec.attribute("oiio:UnassociatedAlpha", 1);
@@ -150,11 +158,50 @@ Seeds simple_pictures(std::string const& extension)
     return album.seeds();
 }
 
+std::string text(std::vector<char> const& bytes)
+{
+    return {bytes.begin(), bytes.end()};
+}
+
+/// Bitmaps of all depths, which the writer has not.
+Seeds icon_pictures()
+{
+    Seeds seeds = simple_pictures("ico");
+    for (unsigned bits : {1, 4, 8, 24, 32}) {
+        unsigned const colours = bits < 24 ? 1u << bits : 0;
+        seeds.push_back(text(zv_test::icon_file({.bits = bits,
+                                                 .colours = colours % 256,
+                                                 .palette = std::vector<char>(colours * 4, 50),
+                                                 .pixels = std::vector<char>(16 * 16 * bits / 8 + 64, 1)})));
+    }
+    return seeds;
+}
+
+/// Nothing writes them.
+Seeds psd_pictures()
+{
+    Seeds seeds;
+    for (std::uint32_t channels : {1, 3, 4})
+        for (bool has_runs : {false, true}) {
+            zv_test::FileBuilder file;
+            file.text("8BPS").big(1, 2).fill(6).big(channels, 2).big(kEdge, 4).big(kEdge, 4).big(8, 2);
+            file.big(channels == 1 ? 1 : 3, 2).big(0, 4).big(0, 4).big(0, 4).big(has_runs, 2);
+            unsigned const rows = channels * kEdge;
+            for (unsigned row = 0; has_runs && row < rows; ++row)
+                file.big(2, 2);
+            for (unsigned row = 0; row < rows; ++row)
+                has_runs ? file.big(257 - kEdge, 1).big(row, 1) : file.fill(kEdge, 9);
+            seeds.push_back(text(file.get()));
+        }
+    return seeds;
+}
+
 Seeds pictures(std::string const& extension)
 {
-    if (extension == "exr")
-        return exr_pictures();
-    return extension == "tif" ? tiff_pictures() : simple_pictures(extension);
+    static std::map<std::string, std::function<Seeds()>> const makers{
+        {"exr", exr_pictures}, {"tif", tiff_pictures}, {"ico", icon_pictures}, {"psd", psd_pictures}};
+    auto const maker = makers.find(extension);
+    return maker == makers.end() ? simple_pictures(extension) : maker->second();
 }
 
 /// The length of a file chooses what is done with it: the first gets every length, the others one each.
@@ -179,6 +226,16 @@ Seeds probe_seeds()
         for (std::size_t k = 0; k < std::min(all.size(), kOfEach); ++k)
             seeds.push_back(char(i) + all[k]);
     }
+    return seeds;
+}
+
+Seeds weak_seeds()
+{
+    Seeds seeds;
+    auto const extensions = weak_extensions();
+    for (std::size_t i = 0; i < extensions.size(); ++i)
+        for (std::string const& seed : load_seeds(extensions[i]))
+            seeds.push_back(char(i) + seed);
     return seeds;
 }
 
@@ -285,6 +342,7 @@ std::vector<std::string> seeds_for(std::string const& harness)
         {"load_hdr", [] { return load_seeds("hdr"); }},
         {"load_bmp", [] { return load_seeds("bmp"); }},
         {"load_jpeg", [] { return load_seeds("jpg"); }},
+        {"load_weak", weak_seeds},
         {"parser", parser_seeds},
         {"presets", preset_seeds},
         {"metadata", metadata_seeds},

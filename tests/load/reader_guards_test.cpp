@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <exception>
 #include <memory>
+#include <utility>
 
 #include "host/image/image_canvas.h"
 #include "image_io/frame/image_io.h"
@@ -23,6 +24,7 @@ namespace {
 
 using namespace zv_test;
 using OIIO::TypeDesc;
+using zv_image_io::FileBytes;
 using zv_image_io::survives_reading;
 
 class ReaderGuards : public testing::Test {
@@ -67,6 +69,18 @@ protected:
         EXPECT_NE(load(path), nullptr) << name;
     }
 
+    /// What the check of one format says of a file, and how often it reads the file's bytes.
+    struct Check {
+        bool is_safe;
+        double readings;
+    };
+    Check check(bool (*is_safe)(FileBytes&), std::vector<char> const& bytes) const
+    {
+        FileBytes file(put("checked", bytes).c_str());
+        bool const result = is_safe(file);
+        return {result, double(file.bytes_read()) / double(file.size())};
+    }
+
     TempDir m_folder;
 };
 
@@ -79,6 +93,66 @@ std::vector<char> png_file(TempDir const& folder)
 {
     write_picture(folder.file("inside.png"), picture_spec(16, 16, 4, TypeDesc::UINT8));
     return file_bytes(folder.file("inside.png"));
+}
+
+/// An icon file whose directory leads to these places, in front of `contents`.
+std::vector<char> icon_directory(std::vector<std::size_t> const& places, std::vector<char> const& contents)
+{
+    std::size_t const begin = 6 + places.size() * 16;
+    FileBuilder file;
+    file.little(0, 2).little(1, 2).little(static_cast<std::uint32_t>(places.size()), 2);
+    for (std::size_t const place : places)
+        file.little(16, 1).little(16, 1).little(0, 2).little(1, 2).little(32, 2).little(1000, 4).little(
+            static_cast<std::uint32_t>(begin + place), 4);
+    return file.bytes(contents).get();
+}
+
+/// So many PNG files, one behind the other.
+std::vector<char> icon_of_pngs(std::vector<char> const& png, std::size_t count)
+{
+    std::vector<std::size_t> places;
+    FileBuilder contents;
+    for (std::size_t i = 0; i < count; ++i) {
+        places.push_back(contents.get().size());
+        contents.bytes(png);
+    }
+    return icon_directory(places, contents.get());
+}
+
+/// So many PNG files with one end, a megabyte of which a chunk of each claims.
+std::vector<char> icon_of_entwined_pngs(std::vector<char> const& png, std::size_t count)
+{
+    constexpr std::size_t kBegin = 33, kMegabyte = 1 << 20;  // signature and first chunk
+    std::size_t const each = kBegin + 8;
+    std::vector<std::size_t> places;
+    FileBuilder contents;
+    for (std::size_t i = 0; i < count; ++i) {
+        places.push_back(contents.get().size());
+        contents.bytes({png.begin(), png.begin() + kBegin});
+        contents.big(static_cast<std::uint32_t>((count - 1 - i) * each + kMegabyte), 4).text("juNk");
+    }
+    contents.fill(kMegabyte + 4).bytes({png.begin() + kBegin, png.end()});
+    return icon_directory(places, contents.get());
+}
+
+/// An SGI file of one channel whose table holds these beginnings behind the table, and lengths.
+std::vector<char> sgi_table(unsigned width, std::vector<std::pair<std::size_t, std::size_t>> const& rows,
+                            std::vector<char> const& contents)
+{
+    std::size_t const begin = 512 + rows.size() * 8;
+    FileBuilder file;
+    file.big(0x01da, 2).big(1, 1).big(1, 1).big(2, 2);
+    file.big(width, 2)
+        .big(static_cast<std::uint32_t>(rows.size()), 2)
+        .big(1, 2)
+        .big(0, 4)
+        .big(255, 4)
+        .fill_to(512);
+    for (auto const& row : rows)
+        file.big(static_cast<std::uint32_t>(begin + row.first), 4);
+    for (auto const& row : rows)
+        file.big(static_cast<std::uint32_t>(row.second), 4);
+    return file.bytes(contents).get();
 }
 
 /// A FITS header of these cards, and a block of samples.
@@ -126,6 +200,41 @@ TEST_F(ReaderGuards, IconWithABrokenPictureInsideIsNoDivisionByZero)
     expect_refused("cut_called_otherwise.png", icon_file(png));
 }
 
+TEST_F(ReaderGuards, IconOfMoreThanADozenSizesOpens)
+{
+    expect_loads("sizes.ico", icon_of_pngs(png_file(m_folder), 20));
+    expect_loads("entwined.ico", icon_of_entwined_pngs(png_file(m_folder), 12));
+}
+
+TEST_F(ReaderGuards, IconOfManyEntriesForOnePictureIsLookedAtOnce)
+{
+    std::vector<char> const one = icon_of_entwined_pngs(png_file(m_folder), 1);
+    std::vector<char> const png(one.begin() + 22, one.end());  // a megabyte in front of its samples
+    std::vector<char> const icon = icon_directory(std::vector<std::size_t>(250), png);
+
+    Check const found = check(zv_image_io::is_ico_safe, icon);
+
+    EXPECT_TRUE(found.is_safe);
+    EXPECT_LT(found.readings, 2);
+    expect_loads("one.ico", icon);
+}
+
+TEST_F(ReaderGuards, IconOfMorePicturesThanAnyHasIsNotLookedThrough)
+{
+    std::vector<char> const png = png_file(m_folder);
+    EXPECT_TRUE(survives_reading(put("most.ico", icon_of_pngs(png, 256)).c_str()));
+    expect_refused("more.ico", icon_of_pngs(png, 257));
+    expect_refused("one.ico", icon_directory(std::vector<std::size_t>(257), png));
+}
+
+TEST_F(ReaderGuards, IconWhosePicturesClaimTheSameBytesIsNotReadOverAndOver)
+{
+    std::vector<char> const icon = icon_of_entwined_pngs(png_file(m_folder), 250);
+
+    EXPECT_LT(check(zv_image_io::is_ico_safe, icon).readings, 25);
+    expect_refused("entwined.ico", icon);
+}
+
 TEST_F(ReaderGuards, SgiRunsPastTheirRowAreNotWritten)
 {
     expect_loads("good.sgi", sgi_file({.packets = packets({0x83, 1, 2, 3, 5, 9, 0})}));
@@ -166,6 +275,53 @@ TEST_F(ReaderGuards, SgiTableThatIsNotThereIsNotLookedInto)
     expect_refused("long.sgi", file);
 }
 
+TEST_F(ReaderGuards, SgiRowsThatAreOneInTheFileAreLookedAtOnce)
+{
+    constexpr unsigned kWidth = 4000;
+    FileBuilder literals;
+    for (unsigned left = kWidth; left > 0; left -= std::min(left, 127u))
+        literals.big(0x80 | std::min(left, 127u), 1).fill(std::min(left, 127u), 7);
+    std::vector<char> const row = literals.fill(1).get();
+    std::vector<char> const both = FileBuilder().bytes(row).bytes(row).get();
+    std::vector<std::pair<std::size_t, std::size_t>> rows;
+    for (std::size_t y = 0; y < 20000; ++y)
+        rows.push_back({y % 2 * row.size(), row.size()});
+    std::vector<char> const file = sgi_table(kWidth, rows, both);
+
+    Check const shared = check(zv_image_io::is_sgi_safe, file);
+
+    EXPECT_TRUE(shared.is_safe);
+    EXPECT_LT(shared.readings * double(file.size()), double(rows.size() * row.size() / 2));
+    expect_loads("shared.sgi", file);
+}
+
+/// All rows are empty, and of a length.
+TEST_F(ReaderGuards, SgiRowsThatClaimTheSameBytesAreNotReadOverAndOver)
+{
+    constexpr std::size_t kMegabyte = 1 << 20;
+    auto const file = [&](std::size_t height, unsigned width, std::size_t step, std::size_t length) {
+        std::vector<std::pair<std::size_t, std::size_t>> rows;
+        for (std::size_t y = 0; y < height; ++y)
+            rows.push_back({y * step, length});
+        return sgi_table(width, rows, std::vector<char>(kMegabyte));
+    };
+    for (std::size_t height : {10, 1000}) {
+        bool const is_refused = height == 1000;
+        std::vector<char> const overlapping = file(height, 65535, 1, 131072);
+        std::vector<char> const long_ones = file(height, 8, 0, kMegabyte);
+        std::vector<char> const cut = file(height, 8, 0, 2 * kMegabyte);
+        for (auto const* const each : {&overlapping, &long_ones, &cut}) {
+            Check const found = check(zv_image_io::is_sgi_safe, *each);
+            EXPECT_EQ(found.is_safe, !is_refused);
+            EXPECT_LT(found.readings, 25);
+        }
+        if (is_refused)
+            expect_refused("overlapping.sgi", overlapping);
+        else
+            expect_loads("overlapping.sgi", overlapping);
+    }
+}
+
 TEST_F(ReaderGuards, IffRunsPastTheirTileAreNotWritten)
 {
     // Three planes of 64 samples each.
@@ -191,6 +347,25 @@ TEST_F(ReaderGuards, IffChunksThatLeadBackAreNotFollowedForEver)
     file.text("RGBA").big(104, 4).big(0, 2).big(0, 2).big(7, 2).big(3, 2).fill(96);
 
     expect_refused("circle.iff", file.get());
+}
+
+TEST_F(ReaderGuards, IffChunksThatLeadBackToATileDoNotHaveItReadOverAndOver)
+{
+    constexpr unsigned kTile = 1024, kTileAt = 56;
+    FileBuilder file;
+    file.text("FOR4").big(0, 4).text("CIMG").text("TBHD").big(24, 4);
+    file.big(30000, 4).big(30000, 4).big(1, 2).big(1, 2).big(1, 4).big(0, 2).big(60000, 2).big(1, 4);
+    file.text("FOR4").big(0, 4).text("TBMP");
+    ASSERT_EQ(file.get().size(), kTileAt);
+    std::uint32_t const runs = kTile * kTile / 128 * 3;
+    file.text("RGBA").big(8 + runs * 2, 4).big(0, 2).big(0, 2).big(kTile - 1, 2).big(kTile - 1, 2);
+    for (std::uint32_t run = 0; run < runs; ++run)
+        file.big(0xff07, 2);
+    // Passed over from the start of the file, this leads to the tile.
+    file.text("JUNK").big(kTileAt, 4);
+
+    EXPECT_LT(check(zv_image_io::is_iff_safe, file.get()).readings * double(file.get().size()), 30e6);
+    expect_refused("back.iff", file.get());
 }
 
 /// The table's flags lie at 32, its origin at 44.

@@ -335,6 +335,27 @@ TEST_F(WithoutMemory, AHeaderThatIsNotReadIsTold)
     EXPECT_GT(failures, 0);
 }
 
+TEST_F(WithoutMemory, AColourSpaceThatIsNotFoundIsTold)
+{
+    static int lines;
+    CoreLogHandler::set_sink([](int, CoreString const&) { ++lines; });
+    CoreString const path = folder.file("a.png").c_str();
+    CoreString const wanted = ImageIO::get_color_space_from_file(path);
+    ASSERT_FALSE(wanted.is_empty());
+    int failures = 0;
+    bool has_failed_once = true;
+    for (long long number = 0; has_failed_once; ++number) {
+        lines = 0;
+        fail_allocation(Asker::OURS, number, false);
+        CoreString const found = in_module([&] { return ImageIO::get_color_space_from_file(path); });
+        stop_counting();
+        has_failed_once = has_failed();
+        EXPECT_TRUE(found == wanted || lines > 0) << number << " at " << failed_at();
+        failures += found != wanted;
+    }
+    EXPECT_GT(failures, 0);
+}
+
 TEST_F(WithoutMemory, ColoursThatCouldNotBeConvertedAreNotSaved)
 {
     expect_no_false_success("save png8");
