@@ -62,7 +62,7 @@ public:
         for (Outcome outcome; file >> count >> outcome.claims_success >> outcome.digest;) {
             m_counts.push_back(count);
             m_outcomes.push_back(outcome);
-            trials.push_back(count * 2);
+            trials.push_back((count + 1) * 2);
         }
         if (trials.size() != m_roads.size())
             throw std::runtime_error("the roads were not measured");
@@ -79,14 +79,42 @@ public:
 
     void run(long long number, Notes& notes) override
     {
-        Trial const trial = trial_of(number);
-        Outcome outcome;
+        Trial trial = trial_of(number);
         warm_up(trial.road, notes);
+        bool const with_libraries = number % kLibrariesEvery == 0;
+        // Behind the last one that was measured, in another process: on until none comes any more.
+        while (run_trial(trial, with_libraries, notes) && trial.allocation >= m_counts[trial.road]) {
+            notes.begin_step();
+            ++trial.allocation;
+        }
+    }
+
+    int cases_a_process() const override { return 500; }
+    /// Libraries that lack memory now and then wait for ever: that must not take the time of all other cases.
+    int silent_seconds() const override { return m_asker == Asker::LIBRARY ? 5 : Sweep::silent_seconds(); }
+    /// A lookup keeps its picture open, and nothing else. A library that lacks memory may lose any number.
+    int kept_open(long long number, std::string const& path) const override
+    {
+        if (m_asker == Asker::LIBRARY)
+            return std::numeric_limits<int>::max();
+        return m_roads[trial_of(number).road].name == "lookups " + fs::path(path).filename().string() ? 1 : 0;
+    }
+
+private:
+    std::string files(Orders const& orders) const { return orders.folder + "/memory"; }
+    std::string measured_path(Orders const& orders) const
+    {
+        return files(orders) + (m_asker == Asker::OURS ? "/measured" : "/measured_in_libraries");
+    }
+
+    /// False if the allocation did not come, or something escaped.
+    bool run_trial(Trial const& trial, bool with_libraries, Notes& notes)
+    {
+        Outcome outcome;
         forget_live_allocations();
         if (!try_once(trial, outcome, notes))
-            return;
+            return false;
         // A reader that is lost is memory of its library. Libraries keep some at first: that takes all repeats.
-        bool const with_libraries = number % kLibrariesEvery == 0;
         auto const kept = [&] {
             forget_tiles();
             return live_allocations() + (with_libraries ? live_library_allocations() : 0);
@@ -97,24 +125,12 @@ public:
             if (again == kRepeats / 2)
                 leaked = kept();
             if (!try_once(trial, outcome, notes))
-                return;
+                return false;
         }
         leaked = std::max(0ll, leaked > 0 ? kept() - leaked - kRepeats / 4 : 0);
         forget_live_allocations();
         check(trial, outcome, leaked, notes);
-    }
-
-    int cases_a_process() const override { return 500; }
-    /// Libraries that lack memory now and then wait for ever: that must not take the time of all other cases.
-    int silent_seconds() const override { return m_asker == Asker::LIBRARY ? 5 : Sweep::silent_seconds(); }
-    /// A library that lacks memory may lose any number.
-    int kept_open() const override { return m_asker == Asker::LIBRARY ? std::numeric_limits<int>::max() : 1; }
-
-private:
-    std::string files(Orders const& orders) const { return orders.folder + "/memory"; }
-    std::string measured_path(Orders const& orders) const
-    {
-        return files(orders) + (m_asker == Asker::OURS ? "/measured" : "/measured_in_libraries");
+        return has_failed();
     }
 
     /// What earlier roads gave back of tiles is no memory for this one: each tile has to be allocated, and may fail.
@@ -173,9 +189,12 @@ private:
         return {turn.list, turn.at % 2 == 1, turn.at / 2};
     }
 
-    static std::string row(Road const& road)
+    /// One that fails alone leaves memory for a line.
+    [[nodiscard]] std::string row(Trial const& trial) const
     {
-        return "failing memory: " + road.name.substr(0, road.name.find(' '));
+        std::string const& road = m_roads[trial.road].name;
+        return std::string(trial.for_ever ? "failing memory, all from then on: " : "failing memory, once: ") +
+               road.substr(0, road.find(' '));
     }
 
     /// Without memory there may be none for a line, and a file may keep what arrived.
@@ -200,14 +219,16 @@ private:
         if (outcome.claims_success && outcome != wanted)
             notes.count("failing memory: false success, allocation of",
                         failed_at().substr(0, failed_at().find(" <")));
+        if (!has_failed() && outcome != wanted)
+            notes.fault("another result, though nothing failed" + what);
         if (road.run() != wanted)
             notes.fault("the next run is another" + what);
         if (!has_failed())
-            notes.count(row(road), "done before that allocation came");
+            notes.count(row(trial), "done before that allocation came");
         else if (outcome == wanted)
-            notes.count(row(road), "done all the same");
+            notes.count(row(trial), "done all the same");
         else
-            notes.count(row(road), outcome_text(outcome));
+            notes.count(row(trial), outcome_text(outcome));
     }
 
     Asker m_asker;
