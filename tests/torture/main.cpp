@@ -25,6 +25,8 @@ int run_sweeps(Arguments arguments)
         own_folder = std::make_unique<zv_test::TempDir>();
         arguments.orders.folder = own_folder->path().string();
     }
+    if (!arguments.orders.corpus.empty() && !std::filesystem::is_directory(arguments.orders.corpus))
+        throw std::invalid_argument("there is no folder " + arguments.orders.corpus);
     std::vector<SweepKind> kinds;
     for (std::string const& name : arguments.sweeps)
         kinds.push_back(sweep_kind(name));
