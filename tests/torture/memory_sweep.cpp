@@ -202,6 +202,8 @@ private:
     {
         if (outcome.claims_success)
             return "false success";
+        if (outcome.digest != 0)
+            return "a picture whose report tells of losses";
         return std::string("failed, ") + (m_error_lines > 0 ? "and said so" : "without a line") +
                (outcome.leaves_a_file ? ", a file left" : "");
     }
@@ -223,6 +225,9 @@ private:
             notes.fault("another result, though nothing failed" + what);
         if (road.run() != wanted)
             notes.fault("the next run is another" + what);
+        bool const is_silent = !outcome.claims_success && m_error_lines == 0;
+        if (m_asker == Asker::OURS && is_silent && !trial.for_ever && road.name.starts_with("save "))
+            notes.fault("a save fails without a word, though there was memory for it" + what);
         if (!has_failed())
             notes.count(row(trial), "done before that allocation came");
         else if (outcome == wanted)
