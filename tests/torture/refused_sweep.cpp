@@ -78,7 +78,7 @@ public:
         }
         empty_folder(m_folder);
         if (at.has_next_save)
-            check_next_save(*at.measured, notes);
+            check_next_save(at, notes);
     }
 
     int cases_a_process() const override { return 4000; }
@@ -249,11 +249,17 @@ private:
             notes.count(row, "saved, since nothing was written meanwhile");
     }
 
-    void check_next_save(Measured const& measured, Notes& notes)
+    void check_next_save(Case const& at, Notes& notes)
     {
+        Measured const& measured = *at.measured;
         auto const status = m_saver.save(measured.form, path_of(measured.form));
         if (status != ImageIO::SAVING_STATUS_SUCCESS || saved_files(m_folder) != measured.files)
             notes.fault(std::string("the next save does not work  [") + notes.what + "]");
+        else
+            notes.count("saves behind a refused one, each as the first",
+                        at.kind == Kind::LIMIT  ? "refused byte"
+                        : at.kind == Kind::ONCE ? "refused byte, once"
+                                                : "refused region");
         empty_folder(m_folder);
     }
 
