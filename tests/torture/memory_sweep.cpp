@@ -219,7 +219,8 @@ private:
     {
         Road const& road = m_roads[trial.road];
         Outcome const& wanted = m_outcomes[trial.road];
-        std::string const what = std::string("  [") + notes.what + "] at " + failed_at();
+        std::string const what =
+            std::string("  [") + notes.what + "]" + (has_failed() ? " at " + failed_at() : "");
         if (m_asker == Asker::OURS && leaked > 0)
             notes.fault("a leak of " + std::to_string(leaked) + " allocations" + what);
         // What a library does not tell nobody can know: that is listed.
