@@ -16,7 +16,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr int kRepeats = 24;
+constexpr int kRepeats = 24, kRounds = 2;
 constexpr long long kLibrariesEvery = 7;
 
 /// One trial: which allocation of which road fails.
@@ -127,14 +127,17 @@ private:
             return live_allocations() + (with_libraries ? live_library_allocations() : 0);
         };
         long long leaked = kept();
-        // Some things are kept, up to a number: only what grows with each trial is lost.
-        for (int again = 0; leaked > 0 && again < kRepeats; ++again) {
-            if (again == kRepeats / 2)
-                leaked = kept();
-            if (!try_once(trial, outcome, notes))
-                return false;
+        // Some things are kept, up to a number or now and then: only what grows with each trial, and again with more of them, is
+        // lost.
+        for (int round = 0; leaked > 0 && round < kRounds; ++round) {
+            for (int again = 0; again < kRepeats; ++again) {
+                if (again == kRepeats / 2)
+                    leaked = kept();
+                if (!try_once(trial, outcome, notes))
+                    return false;
+            }
+            leaked = std::max(0ll, kept() - leaked - kRepeats / 4);
         }
-        leaked = std::max(0ll, leaked > 0 ? kept() - leaked - kRepeats / 4 : 0);
         forget_live_allocations();
         check(trial, outcome, leaked, notes);
         return has_failed();
