@@ -482,6 +482,31 @@ TEST_F(Plate, CutFilesFailTheRead)
     EXPECT_EQ(plate.get_pixels(), nullptr);
 }
 
+TEST_F(Plate, ATextBehindAGoodReadFailsTheRead)
+{
+    ReadScript script = script_of(spec(8, 4, 4));
+    script.error_after_success = "scripted: passed over";
+    ScriptedFile const file(folder, script);
+    PlateImage plate(file.path().c_str());
+
+    EXPECT_FALSE(plate.load(nullptr));
+    EXPECT_EQ(plate.get_pixels(), nullptr);
+}
+
+TEST_F(Plate, CutFilesWhoseReadersPassOverWhatIsMissingFailTheRead)
+{
+    for (char const* name : {"cut.tif", "cut.jpg", "cut.iff"}) {
+        std::string const path = write(spec(64, 64, 3, OIIO::TypeDesc::UINT8), name);
+        PlateImage whole(path.c_str());
+        ASSERT_TRUE(whole.load(nullptr)) << name;
+        zv_test::cut_file_to(path, 0.5);
+        PlateImage plate(path.c_str());
+
+        EXPECT_FALSE(plate.load(nullptr)) << name;
+        EXPECT_EQ(plate.get_pixels(), nullptr) << name;
+    }
+}
+
 TEST_F(Plate, PicturesAboveTheLimitAreRefusedByTheirHeader)
 {
     int limit_before = 0;

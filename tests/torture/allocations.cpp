@@ -46,6 +46,7 @@ void* s_failed_frames[kMaximumFrames];
 int s_failed_frame_count = 0;
 thread_local bool t_is_inside = false;  // the unwinder may allocate
 
+/// oneTBB is a library here, since it needs memory of its own, though in stacks it only does what others ask for.
 int kind_of_library(char const* name)
 {
     if (std::strstr(name, "libzv_"))

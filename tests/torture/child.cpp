@@ -55,11 +55,12 @@ bool is_left_open_by_a_library(std::string const& extension)
 }
 
 /// Files that are open now and were not before.
-void check_open_files(Sweep const& sweep, std::map<std::string, int> const& before, Notes& notes)
+void check_open_files(Sweep const& sweep, long long number, std::map<std::string, int> const& before,
+                      Notes& notes)
 {
     for (auto const& [path, count] : open_files()) {
         auto const found = before.find(path);
-        if (count <= std::max(found == before.end() ? 0 : found->second, sweep.kept_open()))
+        if (count <= std::max(found == before.end() ? 0 : found->second, sweep.kept_open(number, path)))
             continue;
         if (kIsSanitized && path.find("torture-report") != std::string::npos)  // its own words
             continue;
@@ -92,7 +93,7 @@ void run_cases(Sweep& sweep, Notes& notes, Share const& share, unsigned long lon
         limit_processor_time(sweep.processor_seconds() * kSlowness);
         auto const open_before = open_files();
         run_case(sweep, number, notes);
-        check_open_files(sweep, open_before, notes);
+        check_open_files(sweep, number, open_before, notes);
     }
     limit_processor_time(0);
 }

@@ -33,9 +33,9 @@ std::uint32_t little_endian(Bytes const& bytes, std::size_t at, std::size_t size
 /// An attribute is name, type, size, value; both texts end with a zero.
 bool overwrite_exr_attribute(Bytes& bytes, Random& random)
 {
-    static constexpr std::array<std::string_view, 12> kAttributes = {
+    static constexpr std::array<std::string_view, 11> kAttributes = {
         "dataWindow",       "displayWindow",     "tiles",      "channels", "compression", "lineOrder",
-        "pixelAspectRatio", "screenWindowWidth", "chunkCount", "type",     "version",     "channels"};
+        "pixelAspectRatio", "screenWindowWidth", "chunkCount", "type",     "version"};
     std::string_view const name = kAttributes[random.below(kAttributes.size())];
     auto const found = std::search(bytes.begin(), bytes.end(), name.begin(), name.end());
     if (found == bytes.end())

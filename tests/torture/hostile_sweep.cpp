@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <map>
 #include <memory>
+#include <optional>
 
 #include "host/image/image_canvas.h"
 #include "host/image/image_eval_context.h"
@@ -32,7 +33,8 @@ constexpr int kEvaluated = 256;   // edge of the squares that are evaluated at o
 constexpr int kMostSquares = 64;  // of a channel
 constexpr std::size_t kFewestSources = 90;
 constexpr long long kVariantsAFile = 1000000;
-constexpr char kRow[] = "hostile pictures", kCutRow[] = "loads of cut pictures";
+constexpr char kRow[] = "hostile pictures", kCutRow[] = "loads of cut pictures",
+               kCutPlateRow[] = "plates of cut pictures";
 
 /// Between them the sets have every option that a load has, each in another mode; the repeat modes go with the number.
 class OptionSets {
@@ -99,6 +101,17 @@ unsigned long long evaluate(ImageCanvas const& canvas, Notes& notes)
     return digest.value();
 }
 
+/// None of a plate that is refused.
+std::optional<unsigned long long> plate_digest(std::string const& path)
+{
+    PlateImage plate(path.c_str());
+    if (!plate.load(nullptr))
+        return std::nullopt;
+    Digest digest;
+    digest.add(plate.get_pixels(), std::size_t(plate.get_pixel_count()) * 4 * sizeof(float));
+    return digest.value();
+}
+
 class HostileSweep : public Sweep {
 public:
     void prepare(Orders const& orders, Notes& notes) override
@@ -108,6 +121,7 @@ public:
             notes.count("pictures to damage that could not be made", name);
         std::size_t const count = files_in(folder).size();
         notes.count(kRow, "pictures made to be damaged", count);
+        notes.count(kRow, "pictures given to be damaged", files_in(orders.corpus).size());
         if (count < kFewestSources)
             notes.fault("only " + std::to_string(count) + " pictures could be made to be damaged");
     }
@@ -139,7 +153,7 @@ public:
         probe(path, notes);
         for (int set = 0; set < kOptionSets; ++set)
             load(path, number, set, notes);
-        load_plate(path, notes);
+        load_plate(path, number, notes);
     }
 
     bool is_parallel() const override { return true; }
@@ -214,17 +228,35 @@ private:
         return found->second;
     }
 
-    static void load_plate(std::string const& path, Notes& notes)
+    void load_plate(std::string const& path, long long number, Notes& notes)
     {
         notes.begin_step();
-        PlateImage plate(path.c_str());
-        notes.count(kRow, plate.load(nullptr) ? "plates loaded" : "plates refused");
+        std::optional<unsigned long long> const digest = plate_digest(path);
+        notes.count(kRow, digest ? "plates loaded" : "plates refused");
+        if (!tells_cuts(number))
+            return;
+        if (!digest)
+            notes.count(kCutPlateRow, "refused");
+        else if (digest == whole_plate_digest(number))
+            notes.count(kCutPlateRow, "loaded, all samples there");
+        else
+            notes.fault(std::string("a plate of a cut file is called whole  [") + notes.what + "]");
+    }
+
+    /// Of the picture as it was.
+    std::optional<unsigned long long> whole_plate_digest(long long number)
+    {
+        auto const [found, is_new] = m_whole_plate_digests.try_emplace(source(number));
+        if (is_new)
+            found->second = plate_digest(source(number));
+        return found->second;
     }
 
     unsigned long long m_seed = 1;
     std::vector<std::string> m_sources;
     std::string m_folder, m_own_folder;
     std::map<std::pair<std::string, int>, unsigned long long> m_whole_digests;
+    std::map<std::string, std::optional<unsigned long long>> m_whole_plate_digests;
     OptionSets m_options;
 };
 

@@ -1,7 +1,9 @@
 #include <OpenImageIO/imageio.h>
 #include <OpenImageIO/strutil.h>
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cstdlib>
@@ -14,7 +16,10 @@
 #include "tests/support/pictures.h"
 #include "tests/support/temp_dir.h"
 #include "tests/torture/allocations.h"
+#include "tests/torture/byte_order.h"
 #include "tests/torture/driver.h"
+#include "tests/torture/hidden.h"
+#include "tests/torture/refused_write.h"
 #include "tests/torture/run_program.h"
 #include "tests/torture/sanitizers.h"
 #include "tests/torture/save_forms.h"
@@ -34,14 +39,6 @@ struct Plant {
     void (*run)(Notes& notes);
     char const* text;  // a part of what is said of it
 };
-
-// What the compiler must not see through.
-template <class T>
-T hidden(T value)
-{
-    T volatile copy = value;
-    return copy;
-}
 
 void call(std::uintptr_t address)
 {
@@ -91,7 +88,12 @@ void spin()
         ;
 }
 
-std::string file_of_process_number;
+std::string file_of_process_number, file_that_may_stay_open;
+
+void leave_open(std::string const& path)
+{
+    hidden(std::fopen(path.c_str(), "r"));
+}
 
 }  // namespace
 
@@ -102,6 +104,8 @@ extern "C" [[gnu::noinline, gnu::visibility("default")]] void zv_planted_spin()
 }
 
 namespace {
+
+constexpr char kManyRows[] = "many rows";
 
 Plant const kPlants[] = {
     {"nothing", Verdict::NOTHING, [](Notes&) {}, ""},
@@ -120,8 +124,26 @@ Plant const kPlants[] = {
     {"null called", Verdict::OURS, [](Notes&) { call(0); }, "crash in"},
     {"a wild jump", Verdict::OURS, [](Notes&) { call(0x1234567890); }, "crash in"},
     {"a thread that reads null", Verdict::OURS, [](Notes&) { std::thread(read_null).join(); }, "crash in"},
-    {"a file left open", Verdict::OURS, [](Notes&) { hidden(std::fopen("/proc/self/exe", "r")); },
+    {"a file left open", Verdict::OURS, [](Notes&) { leave_open("/proc/self/exe"); }, "left open"},
+    {"a file that may stay open", Verdict::NOTHING, [](Notes&) { leave_open(file_that_may_stay_open); }, ""},
+    {"two of a file that may stay open", Verdict::OURS,
+     [](Notes&) {
+         leave_open(file_that_may_stay_open);
+         leave_open(file_that_may_stay_open);
+     },
      "left open"},
+    {"another file left open beside it", Verdict::OURS,
+     [](Notes&) {
+         leave_open(file_that_may_stay_open);
+         leave_open(file_of_process_number);
+     },
+     "left open"},
+    {"more outcomes than rows", Verdict::OURS,
+     [](Notes& notes) {
+         for (std::size_t i = 0; i <= Notes::kTallies; ++i)
+             notes.count(kManyRows, std::to_string(i));
+     },
+     "more outcomes than rows"},
     {"a false success", Verdict::OURS,
      [](Notes& notes) { check_failed_save(ImageIO::SAVING_STATUS_SUCCESS, 1, "", {}, "row", notes); },
      "false success"},
@@ -162,6 +184,9 @@ public:
     long long begin(Orders const& orders, Notes&) override
     {
         file_of_process_number = orders.folder + "/process" + std::to_string(orders.worker);
+        file_that_may_stay_open = std::filesystem::canonical(orders.folder).string() + "/texture";
+        std::ofstream(file_of_process_number, std::ios::app);
+        std::ofstream(file_that_may_stay_open, std::ios::app);
         return std::size(kPlants);
     }
     std::string describe(long long number) const override { return kPlants[number].name; }
@@ -169,6 +194,10 @@ public:
 
     int processor_seconds() const override { return 1; }
     int silent_seconds() const override { return 4; }
+    int kept_open(long long, std::string const& path) const override
+    {
+        return path == file_that_may_stay_open ? 1 : 0;
+    }
     bool is_parallel() const override { return true; }
 };
 
@@ -254,6 +283,101 @@ TEST(GuardedMemoryDeathTest, ThatIsGivenBackTwiceEndsTheProcessThere)
         testing::KilledBySignal(SIGSEGV), "");
 }
 #endif
+
+/// How much a file of `stdio` takes of 10 bytes in two pieces, and whether it closes.
+std::pair<std::size_t, bool> write_by_stdio(std::string const& path)
+{
+    std::FILE* const file = std::fopen(path.c_str(), "w");
+    std::size_t taken = std::fwrite("01234", 1, 5, file);
+    taken += std::fwrite("56789", 1, 5, file);
+    return {taken, std::fclose(file) == 0};
+}
+
+/// Whether a descriptor closes behind the same bytes.
+bool closes_descriptor(std::string const& path)
+{
+    int const file = open(path.c_str(), O_WRONLY | O_CREAT, 0600);
+    EXPECT_EQ(pwrite(file, "0123456789", 10, 0), 10);
+    return close(file) == 0;
+}
+
+bool closes_stdio(std::string const& path)
+{
+    return write_by_stdio(path).second;
+}
+
+TEST(RefusedWrite, EndsInFrontOfItsByteOnce)
+{
+    zv_test::TempDir const folder, elsewhere;
+    RefusedWrite const refusal(folder.path().string(), 7);
+
+    EXPECT_EQ(write_by_stdio(elsewhere.file("a")), std::pair(std::size_t(10), true));
+    EXPECT_EQ(refusal.path(), "");
+    EXPECT_EQ(write_by_stdio(folder.file("a")), std::pair(std::size_t(7), true));
+    EXPECT_EQ(errno, EIO);
+    EXPECT_EQ(refusal.path(), std::filesystem::canonical(folder.file("a")));
+    EXPECT_EQ(write_by_stdio(folder.file("b")), std::pair(std::size_t(10), true));
+}
+
+TEST(RefusedWrite, OfADescriptorTakesWhatFitsFirst)
+{
+    zv_test::TempDir const folder;
+    RefusedWrite const refusal(folder.path().string(), 7);
+
+    int const file = open(folder.file("a").c_str(), O_WRONLY | O_CREAT, 0600);
+    EXPECT_EQ(pwrite(file, "01234", 5, 0), 5);
+    EXPECT_EQ(pwrite(file, "56789", 5, 5), 2);
+    EXPECT_EQ(refusal.path(), "");
+    EXPECT_EQ(pwrite(file, "789", 3, 7), -1);
+    EXPECT_EQ(errno, EIO);
+    EXPECT_EQ(pwrite(file, "789", 3, 7), 3);
+    EXPECT_EQ(close(file), 0);
+}
+
+TEST(RefusedWrite, BehindTheLastByteIsTheClose)
+{
+    for (auto* const closes : {closes_stdio, closes_descriptor}) {
+        zv_test::TempDir const folder;
+        RefusedWrite const refusal(folder.path().string(), 10);
+
+        EXPECT_FALSE(closes(folder.file("a")));
+        EXPECT_EQ(std::filesystem::file_size(refusal.path()), 10u);
+        EXPECT_TRUE(closes(folder.file("b")));
+    }
+}
+
+/// The first `count` bytes that have their turn.
+std::vector<long long> first_bytes(long long size, unsigned long long seed, long long count)
+{
+    ByteOrder const order(size, seed);
+    std::vector<long long> bytes;
+    for (long long turn = 0; turn < count; ++turn)
+        bytes.push_back(order[turn]);
+    return bytes;
+}
+
+TEST(ByteOrder, MeetsEachByteOnce)
+{
+    for (long long size : {1, 7, 8, 9, 10, 100, 2047, 2048, 2049, 3000, 4096, 5000, 70000}) {
+        auto bytes = first_bytes(size, 3, size);
+        std::sort(bytes.begin(), bytes.end());
+        for (long long i = 0; i < size; ++i)
+            ASSERT_EQ(bytes[std::size_t(i)], i) << size;
+    }
+}
+
+TEST(ByteOrder, BeginsElsewhereWithEachSeedBehindTheOutermostBytes)
+{
+    for (long long size : {500, 70000}) {
+        EXPECT_EQ(first_bytes(size, 1, 100), first_bytes(size, 1, 100));
+        EXPECT_NE(first_bytes(size, 1, 100), first_bytes(size, 2, 100));
+        for (unsigned long long seed : {1, 2}) {
+            auto const bytes = first_bytes(size, seed, 16);
+            EXPECT_NE(std::find(bytes.begin(), bytes.end(), 0), bytes.end());
+            EXPECT_NE(std::find(bytes.begin(), bytes.end(), size - 1), bytes.end());
+        }
+    }
+}
 
 TEST(Judge, LooksAtTheFilesThatAFailedSaveLeaves)
 {

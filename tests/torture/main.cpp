@@ -25,6 +25,8 @@ int run_sweeps(Arguments arguments)
         own_folder = std::make_unique<zv_test::TempDir>();
         arguments.orders.folder = own_folder->path().string();
     }
+    if (!arguments.orders.corpus.empty() && !std::filesystem::is_directory(arguments.orders.corpus))
+        throw std::invalid_argument("there is no folder " + arguments.orders.corpus);
     std::vector<SweepKind> kinds;
     for (std::string const& name : arguments.sweeps)
         kinds.push_back(sweep_kind(name));
@@ -59,7 +61,7 @@ int run_sweeps(Arguments arguments)
 std::vector<SweepKind> const& sweep_kinds()
 {
     static std::vector<SweepKind> const kinds = {
-        {"refused", "saves of which one byte, and all behind it, is refused", 1, make_refused_sweep},
+        {"refused", "saves of which a byte is refused, with all behind it or once", 1, make_refused_sweep},
         {"full-disk", "the same saves on a disk that is too small", 0.5, make_full_disk_sweep},
         {"killed", "renders that are killed behind a bucket", 1.5, make_killed_sweep},
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)

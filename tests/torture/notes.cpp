@@ -39,6 +39,7 @@ void Notes::count(std::string_view row, std::string_view outcome, unsigned long 
             return;
         }
     }
+    fault("more outcomes than rows: " + std::string(row) + ", " + std::string(outcome) + "  [" + what + "]");
 }
 
 void Notes::fault(std::string const& text)

@@ -11,7 +11,7 @@ namespace zv_torture {
 ///
 /// Threads  any; a reader in another process sees whole labels only
 struct Notes {
-    static constexpr std::size_t kTallies = 160, kFaults = 24;
+    static constexpr std::size_t kTallies = 320, kFaults = 24;
 
     /// A row of the table and an outcome, and how often it was met.
     struct Tally {

@@ -2,6 +2,8 @@
 
 #include "tests/save/file_size_limit.h"
 #include "tests/support/log_capture.h"
+#include "tests/torture/byte_order.h"
+#include "tests/torture/refused_write.h"
 #include "tests/torture/save_forms.h"
 #include "tests/torture/sweeps.h"
 #include "tests/torture/turns.h"
@@ -12,9 +14,10 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr long long kEnd = 1024;                      // bytes at either end of a file that come first
 constexpr int kLargeWidth = 200, kLargeHeight = 180;  // more than the buffers of the writers hold
 constexpr long long kPauseEvery = 8;                  // cases
+// Of each form; odd, so that both kinds of refusal come before it.
+constexpr long long kNextSaveEvery = 15;
 
 class RefusedSweep : public Sweep {
 public:
@@ -30,7 +33,7 @@ public:
     long long begin(Orders const& orders, Notes& notes) override
     {
         m_folder = orders.folder + "/refused" + std::to_string(orders.worker);
-        m_seed = static_cast<long long>(orders.seed % 1000003);
+        m_seed = orders.seed;
         fs::create_directories(m_folder);
         empty_folder(m_folder);
         std::vector<long long> bytes, pauses;
@@ -38,7 +41,7 @@ public:
             if (is_refused_form(form))
                 continue;
             notes.begin_step();
-            bytes.push_back(add_form(form));
+            bytes.push_back(2 * add_form(form) + 1);  // by a limit and by a write, and the close
             // Icons are never large.
             bool const has_pauses = form.in_regions && form.extension != ".ico";
             pauses.push_back(has_pauses ? m_large_saver.region_count(form) : 0);
@@ -52,23 +55,30 @@ public:
     {
         Case const found = case_of(number);
         SaveForm const& form = found.measured->form;
-        return form.name + ", " + row_of(form) +
-               (found.is_pause
-                    ? ", region " + std::to_string(found.at)
-                    : ", byte " + std::to_string(found.at) + " of " + std::to_string(found.measured->size));
+        std::string const text = form.name + ", " + row_of(form);
+        if (found.kind == Kind::PAUSE)
+            return text + ", region " + std::to_string(found.at);
+        return text + ", byte " + std::to_string(found.at) + " of " + std::to_string(found.measured->size) +
+               (found.kind == Kind::ONCE ? ", once" : "");
     }
 
     void run(long long number, Notes& notes) override
     {
         Case const at = case_of(number);
         empty_folder(m_folder);  // of what a case left that ended early
-        if (at.is_pause)
+        switch (at.kind) {
+        case Kind::LIMIT:
+            limit_bytes(at, notes);
+            break;
+        case Kind::ONCE:
+            refuse_write(at, notes);
+            break;
+        case Kind::PAUSE:
             refuse_region(at, notes);
-        else
-            refuse_byte(at, notes);
+        }
         empty_folder(m_folder);
-        if (number % 16 == 0)
-            check_next_save(*at.measured, notes);
+        if (at.has_next_save)
+            check_next_save(at, notes);
     }
 
     int cases_a_process() const override { return 4000; }
@@ -81,10 +91,16 @@ private:
         SavedFiles files;
         long long size = 0;  // of the largest
     };
+    enum class Kind {
+        LIMIT,  // the byte and all behind it
+        ONCE,   // the write that comes to it
+        PAUSE,  // all while one region is written
+    };
     struct Case {
         Measured const* measured;
-        bool is_pause;
-        long long at;  // the byte, or the region while which nothing is taken
+        Kind kind;
+        long long at;  // the byte or the region
+        bool has_next_save;
     };
 
     std::string path_of(SaveForm const& form) const { return m_folder + "/saved" + form.extension; }
@@ -115,24 +131,19 @@ private:
         long long const pauses = std::min((number + kPauseEvery - 1) / kPauseEvery, m_pauses.count());
         if (number % kPauseEvery == 0 && number / kPauseEvery < m_pauses.count()) {
             Turns::Turn const turn = m_pauses[number / kPauseEvery];
-            return {&m_forms[turn.list], true, turn.at};
+            return {&m_forms[turn.list], Kind::PAUSE, turn.at, has_next_save(turn)};
         }
         Turns::Turn const turn = m_bytes[number - pauses];
         Measured const& form = m_forms[turn.list];
-        return {&form, false, byte_of(turn.at, form.size)};
+        if (turn.at == 0)
+            return {&form, Kind::ONCE, form.size, has_next_save(turn)};
+        return {&form, turn.at % 2 ? Kind::LIMIT : Kind::ONCE,
+                ByteOrder(form.size, m_seed)[(turn.at - 1) / 2], has_next_save(turn)};
     }
 
-    /// By turns one of the first and the last bytes, from outside inwards, and one of those between them, far from each other
-    /// and, of each seed, others.
-    [[nodiscard]] long long byte_of(long long turn, long long size) const
+    static bool has_next_save(Turns::Turn const& turn)
     {
-        long long const ends = std::min(2 * kEnd, size), inner = size - ends,
-                        in_turn = 2 * std::min(ends, inner);
-        bool const is_end = turn < in_turn ? turn % 2 == 0 : ends > inner;
-        long long const at = turn < in_turn ? turn / 2 : turn - in_turn / 2;
-        if (is_end)
-            return at % 2 == 0 ? at / 2 : size - 1 - at / 2;
-        return kEnd + (at * spread(inner) + m_seed) % inner;
+        return (turn.at + static_cast<long long>(turn.list)) % kNextSaveEvery == 0;
     }
 
     /// Writers that open their files themselves get a file in memory. It reaches the disk when all is written, and where a limit
@@ -145,7 +156,7 @@ private:
         return false;
     }
 
-    void refuse_byte(Case const& at, Notes& notes)
+    void limit_bytes(Case const& at, Notes& notes)
     {
         SaveForm const& form = at.measured->form;
         auto const byte = static_cast<std::size_t>(at.at);
@@ -165,6 +176,28 @@ private:
                           notes, form.in_regions);
         if (form.in_regions)
             check_ends(form, byte, at.measured->files, notes);
+    }
+
+    /// What was not taken is missing, though all behind it would be.
+    void refuse_write(Case const& at, Notes& notes)
+    {
+        SaveForm const& form = at.measured->form;
+        std::size_t line_count = 0;
+        auto status = ImageIO::SAVING_STATUS_SUCCESS;
+        std::string refused;
+        {
+            zv_test::LogCapture const log(1);
+            RefusedWrite const refusal(m_folder, static_cast<std::size_t>(at.at));
+            status = m_saver.save(form, path_of(form));
+            refused = refusal.path();
+            line_count = log.lines().size();
+        }
+        if (refused.empty())
+            return notes.fault(std::string("nobody writes that byte  [") + notes.what + "]");
+        if (fs::exists(refused))
+            notes.fault(std::string("the refused file is still there  [") + notes.what + "]");
+        check_failed_save(status, line_count, m_folder, at.measured->files,
+                          "refused byte, once: " + row_of(form), notes, form.in_regions);
     }
 
     /// An unfinished file that ends where the disk does was cut there, if it is longer on a disk of one byte more.
@@ -216,16 +249,22 @@ private:
             notes.count(row, "saved, since nothing was written meanwhile");
     }
 
-    void check_next_save(Measured const& measured, Notes& notes)
+    void check_next_save(Case const& at, Notes& notes)
     {
+        Measured const& measured = *at.measured;
         auto const status = m_saver.save(measured.form, path_of(measured.form));
         if (status != ImageIO::SAVING_STATUS_SUCCESS || saved_files(m_folder) != measured.files)
             notes.fault(std::string("the next save does not work  [") + notes.what + "]");
+        else
+            notes.count("saves behind a refused one, each as the first",
+                        at.kind == Kind::LIMIT  ? "refused byte"
+                        : at.kind == Kind::ONCE ? "refused byte, once"
+                                                : "refused region");
         empty_folder(m_folder);
     }
 
     std::string m_folder;
-    long long m_seed = 0;
+    unsigned long long m_seed = 0;
     FormSaver m_saver, m_large_saver{kLargeWidth, kLargeHeight};
     std::vector<Measured> m_forms;
     std::map<Measured const*, SavedFiles> m_large;

@@ -69,11 +69,11 @@ Outcome save(FormSaver& saver, SaveForm const& form, std::string const& parent)
     outcome.claims_success =
         saver.save(form, folder + "/saved" + form.extension) == ImageIO::SAVING_STATUS_SUCCESS;
     Digest digest;
-    for (auto const& [name, file] : saved_files(folder))
-        if (outcome.claims_success)
+    if (outcome.claims_success)
+        for (auto const& [name, file] : saved_files(folder))
             digest.add(file.digest);
-        else
-            outcome.leaves_a_file = !form.is_split;  // files of other layers are told nothing
+    else
+        outcome.leaves_a_file = !form.is_split && !fs::is_empty(folder);
     outcome.digest = outcome.claims_success ? digest.value() : 0;
     fs::remove_all(folder);
     return outcome;

@@ -10,20 +10,13 @@
 
 #include "tests/support/temp_dir.h"
 #include "tests/torture/driver.h"
+#include "tests/torture/hidden.h"
 
 // What only a sanitizer sees, planted: it has to be told of, and to be called ours. In builds with one only.
 
 namespace {
 
 using namespace zv_torture;
-
-// What the compiler must not see through.
-template <class T>
-T hidden(T value)
-{
-    T volatile copy = value;
-    return copy;
-}
 
 int s_shared = 0;
 

@@ -36,8 +36,8 @@ public:
     virtual int processor_seconds() const { return 10; }
     virtual int silent_seconds() const { return 30; }
     virtual int memory_megabytes() const { return 8192; }
-    /// How often a case may leave each file open: textures keep theirs, to look into them again.
-    virtual int kept_open() const { return 0; }
+    /// How often a case may leave a file open: lookups of textures keep theirs, to look into them again.
+    virtual int kept_open(long long /*number*/, std::string const& /*path*/) const { return 0; }
     /// Whether pictures are loaded here that their readers refuse.
     virtual bool has_refused_pictures() const { return false; }
     /// Whether several processes may run cases at once.
