@@ -193,10 +193,7 @@ bool PlateImage::read_file(AppProgressBar* progress)
     Pixels pixels(nullptr, &std::free);
     bool const is_read = guarded(false, [&] {
         pixels = make_pixels(*value_count);
-        file.input->geterror();  // what the header left behind
-        // Some readers pass over what is missing, call that good and leave a text behind.
-        return pixels && zv_image_io::read_plate_rows(*file.input, file.spec, pixels.get()) &&
-               file.input->geterror().empty();
+        return pixels && zv_image_io::read_plate_rows(*file.input, file.spec, pixels.get());
     });
     show_progress(progress, 0.7f);
     if (!is_read) {

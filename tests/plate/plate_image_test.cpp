@@ -482,29 +482,32 @@ TEST_F(Plate, CutFilesFailTheRead)
     EXPECT_EQ(plate.get_pixels(), nullptr);
 }
 
-TEST_F(Plate, ATextBehindAGoodReadFailsTheRead)
+TEST_F(Plate, ATextBehindAGoodReadIsNoFailure)
 {
     ReadScript script = script_of(spec(8, 4, 4));
     script.error_after_success = "scripted: passed over";
     ScriptedFile const file(folder, script);
     PlateImage plate(file.path().c_str());
 
-    EXPECT_FALSE(plate.load(nullptr));
-    EXPECT_EQ(plate.get_pixels(), nullptr);
+    EXPECT_TRUE(plate.load(nullptr));
+    EXPECT_NE(plate.get_pixels(), nullptr);
 }
 
-TEST_F(Plate, CutFilesWhoseReadersPassOverWhatIsMissingFailTheRead)
+TEST_F(Plate, OfACutFileThatItsReaderCallsGoodWhatIsThereIsShown)
 {
-    for (char const* name : {"cut.tif", "cut.jpg", "cut.iff"}) {
-        std::string const path = write(spec(64, 64, 3, OIIO::TypeDesc::UINT8), name);
-        PlateImage whole(path.c_str());
-        ASSERT_TRUE(whole.load(nullptr)) << name;
-        zv_test::cut_file_to(path, 0.5);
-        PlateImage plate(path.c_str());
+    constexpr int kWidth = 64, kHeight = 64, kRow = kWidth * 4;
+    std::string const path = write(spec(kWidth, kHeight, 3, OIIO::TypeDesc::UINT8), "cut.jpg");
+    PlateImage whole(path.c_str()), plate(path.c_str());
+    ASSERT_TRUE(whole.load(nullptr));
+    zv_test::cut_file_to(path, 0.5);
 
-        EXPECT_FALSE(plate.load(nullptr)) << name;
-        EXPECT_EQ(plate.get_pixels(), nullptr) << name;
-    }
+    ASSERT_TRUE(plate.load(nullptr));
+    int rows = 0;
+    for (int y = 0; y < kHeight; ++y)
+        rows += std::equal(plate.get_pixels() + y * kRow, plate.get_pixels() + (y + 1) * kRow,
+                           whole.get_pixels() + y * kRow);
+    EXPECT_GT(rows, 0);
+    EXPECT_LT(rows, kHeight);
 }
 
 TEST_F(Plate, PicturesAboveTheLimitAreRefusedByTheirHeader)
