@@ -1,4 +1,7 @@
+#include <algorithm>
 #include <filesystem>
+#include <fstream>
+#include <stdexcept>
 
 #include "tests/save/file_size_limit.h"
 #include "tests/support/log_capture.h"
@@ -21,27 +24,35 @@ constexpr long long kNextSaveEvery = 15;
 
 class RefusedSweep : public Sweep {
 public:
+    /// Notes what the files of each form are, so that not every process has to save them all first.
     void prepare(Orders const& orders, Notes& notes) override
     {
-        begin(orders, notes);
-        for (SaveForm const& form : save_forms())
-            if (is_refused_form(form))
+        make_folder(orders);
+        std::ofstream measured(measured_path(orders));
+        for (SaveForm const& form : save_forms()) {
+            notes.begin_step();
+            if (is_refused_form(form)) {
                 notes.count("forms that no writer takes", form.name);
-        m_forms.clear();
+                continue;
+            }
+            SavedFiles const files = save_whole(m_saver, form);
+            measured << files.size() << "\n";
+            for (auto const& [name, file] : files)
+                measured << file.size << " " << file.digest << " " << name << "\n";
+        }
     }
 
-    long long begin(Orders const& orders, Notes& notes) override
+    long long begin(Orders const& orders, Notes&) override
     {
-        m_folder = orders.folder + "/refused" + std::to_string(orders.worker);
+        make_folder(orders);
         m_seed = orders.seed;
-        fs::create_directories(m_folder);
-        empty_folder(m_folder);
         std::vector<long long> bytes, pauses;
+        std::ifstream measured(measured_path(orders));
         for (SaveForm const& form : save_forms()) {
             if (is_refused_form(form))
                 continue;
-            notes.begin_step();
-            bytes.push_back(2 * add_form(form) + 1);  // by a limit and by a write, and the close
+            m_forms.push_back({form, read_files(measured)});
+            bytes.push_back(2 * m_forms.back().size() + 1);  // by a limit and by a write, and the close
             // Icons are never large.
             bool const has_pauses = form.in_regions && form.extension != ".ico";
             pauses.push_back(has_pauses ? m_large_saver.region_count(form) : 0);
@@ -58,7 +69,7 @@ public:
         std::string const text = form.name + ", " + row_of(form);
         if (found.kind == Kind::PAUSE)
             return text + ", region " + std::to_string(found.at);
-        return text + ", byte " + std::to_string(found.at) + " of " + std::to_string(found.measured->size) +
+        return text + ", byte " + std::to_string(found.at) + " of " + std::to_string(found.measured->size()) +
                (found.kind == Kind::ONCE ? ", once" : "");
     }
 
@@ -89,7 +100,15 @@ private:
     struct Measured {
         SaveForm form;
         SavedFiles files;
-        long long size = 0;  // of the largest
+
+        /// Of the largest.
+        [[nodiscard]] long long size() const
+        {
+            std::size_t largest = 0;
+            for (auto const& [name, file] : files)
+                largest = std::max(largest, file.size);
+            return static_cast<long long>(largest);
+        }
     };
     enum class Kind {
         LIMIT,  // the byte and all behind it
@@ -105,14 +124,26 @@ private:
 
     std::string path_of(SaveForm const& form) const { return m_folder + "/saved" + form.extension; }
 
-    /// Gives the number of bytes that there are to refuse.
-    long long add_form(SaveForm const& form)
+    static std::string measured_path(Orders const& orders) { return orders.folder + "/refused_measured"; }
+
+    void make_folder(Orders const& orders)
     {
-        Measured measured{form, save_whole(m_saver, form), 0};
-        for (auto const& [name, file] : measured.files)
-            measured.size = std::max(measured.size, static_cast<long long>(file.size));
-        m_forms.push_back(measured);
-        return measured.size;
+        m_folder = orders.folder + "/refused" + std::to_string(orders.worker);
+        fs::create_directories(m_folder);
+        empty_folder(m_folder);
+    }
+
+    static SavedFiles read_files(std::istream& measured)
+    {
+        SavedFiles files;
+        std::size_t count = 0;
+        measured >> count;
+        SavedFile file;
+        for (std::string name; files.size() < count && measured >> file.size >> file.digest >> name;)
+            files[name] = file;
+        if (!measured || files.empty())
+            throw std::runtime_error("the files of the saves were not measured");
+        return files;
     }
 
     SavedFiles save_whole(FormSaver& saver, SaveForm const& form) const
@@ -136,9 +167,9 @@ private:
         Turns::Turn const turn = m_bytes[number - pauses];
         Measured const& form = m_forms[turn.list];
         if (turn.at == 0)
-            return {&form, Kind::ONCE, form.size, has_next_save(turn)};
+            return {&form, Kind::ONCE, form.size(), has_next_save(turn)};
         return {&form, turn.at % 2 ? Kind::LIMIT : Kind::ONCE,
-                ByteOrder(form.size, m_seed)[(turn.at - 1) / 2], has_next_save(turn)};
+                ByteOrder(form.size(), m_seed)[(turn.at - 1) / 2], has_next_save(turn)};
     }
 
     static bool has_next_save(Turns::Turn const& turn)
