@@ -52,6 +52,8 @@ struct ReadScript {
     std::function<std::string(ReadCall const&)> error;
     /// Left behind by calls that said true.
     std::string error_after_success;
+    /// A good call right behind a failed one fails as well, once.
+    bool echoes = false;
     /// Failing calls throw std::bad_alloc instead of giving false.
     bool throws = false;
     /// Calls with bad rows hand over the rows in front of the first bad one before they fail.

@@ -45,7 +45,7 @@ private:
                  OIIO::stride_t y_stride) const;
 
     std::shared_ptr<ScriptedFile::State> m_state;
-    bool m_ended = false;
+    bool m_ended = false, m_has_echo = false;
     int m_first_bad_row = 1 << 30;
 };
 
@@ -149,7 +149,11 @@ bool ScriptedInput::read_scanlines(int, int, int begin_y, int end_y, int, int fi
         format = m_spec.format;
     ReadCall const call{ReadCall::SCANLINES, m_spec.x,    begin_y, end_y,
                         first_channel,       end_channel, format,  false};
-    auto const trouble = first_bad_row(call);
+    auto trouble = first_bad_row(call);
+    bool const is_echo = !trouble && m_has_echo;
+    m_has_echo = trouble && m_state->reading.echoes;
+    if (is_echo)
+        trouble = "echo";
     int const delivered_end = !trouble                               ? end_y
                               : m_state->reading.keeps_rows_in_front ? m_first_bad_row
                                                                      : begin_y;
