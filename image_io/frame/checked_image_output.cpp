@@ -134,14 +134,17 @@ try {
 
 bool CheckedImageOutput::open(std::string const& name, OIIO::ImageSpec const& spec, OpenMode mode)
 {
-    m_is_open = prepare_file(name, spec) && forward([&] {
-                    if (!m_writer->open(m_memory ? m_memory->path() : name, spec, mode))
-                        return false;
+    bool const has_opened = prepare_file(name, spec) && forward([&] {
+                                return m_writer->open(m_memory ? m_memory->path() : name, spec, mode);
+                            });
+    m_is_open = has_opened && forward([&] {
                     m_spec = m_writer->spec();
                     m_order = WriteOrder(format_name(), m_spec);
                     return true;
                 });
     m_was_opened |= m_is_open;
+    if (has_opened && !m_is_open)  // no memory. Once its file is gone, a writer lets go of nothing any more
+        forward([&] { return m_writer->close(); });
     if (!m_is_open)
         remove_file();
     return m_is_open;

@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <fstream>
 #include <memory>
+#include <ostream>
 #include <vector>
 
 #include "host/core/core_log_handler.h"
@@ -29,6 +30,38 @@
 namespace {
 
 using namespace zv_torture;
+
+/// Each allocation of the module in turn, the first of each trial, alone or with all behind it, until a trial needs no more of
+/// them than came: `for (EachAllocation failing; failing.goes_on();)`, and in there `failing.in(call)`.
+class EachAllocation {
+public:
+    explicit EachAllocation(bool for_ever = false)
+        : m_for_ever(for_ever)
+    {
+    }
+
+    [[nodiscard]] bool goes_on() const { return m_number < 0 || has_failed(); }
+
+    /// What the call gives without that allocation.
+    template <class Call>
+    auto in(Call const& call)
+    {
+        struct Armed {
+            ~Armed() { stop_counting(); }
+        } const armed;
+        fail_allocation(Asker::OURS, ++m_number, m_for_ever);
+        return in_module(call);
+    }
+
+    friend std::ostream& operator<<(std::ostream& out, EachAllocation const& failing)
+    {
+        return out << failing.m_number << " at " << failed_at();
+    }
+
+private:
+    bool m_for_ever;
+    long long m_number = -1;
+};
 
 class WithoutMemory : public RoadsFixture {
 protected:
@@ -95,6 +128,14 @@ protected:
         EXPECT_FALSE(without.claims_success);
         EXPECT_EQ(trial.run(), wanted);
     }
+
+    ImageCanvas* load_shared(ImageIOTextureManager& manager, ResourceUser& user, CoreString const& path) const
+    {
+        return manager.load_image(user, path, plain_load, nullptr, nullptr, ImagePixel::REPEAT_MODE_CLAMP,
+                                  ImagePixel::REPEAT_MODE_CLAMP);
+    }
+
+    ImageLoadOptions const plain_load;
 };
 
 TEST_F(WithoutMemory, APictureOfLinesThatLacksAChannelOrTilesIsNotCalledWhole)
@@ -137,27 +178,21 @@ TEST_F(WithoutMemory, ASaveDoesNotLeaveTheCanvassMetadataOut)
 {
     std::string const path = folder.file("metadata.exr");
     int failures = 0;
-    bool has_failed_once = true;
-    for (long long number = 0; has_failed_once; ++number) {
+    for (EachAllocation failing; failing.goes_on();) {
         CanvasWithMetaData picture;
         CoreString const name = path.c_str();
-        fail_allocation(Asker::OURS, number, false);
-        bool const is_saved = in_module([&] {
-                                  return ImageIO::save(name, picture.options, picture.canvas.canvas(),
-                                                       nullptr, nullptr, nullptr);
-                              }) == ImageIO::SAVING_STATUS_SUCCESS;
-        stop_counting();
-        has_failed_once = has_failed();
+        bool const is_saved = failing.in([&] {
+            return ImageIO::save(name, picture.options, picture.canvas.canvas(), nullptr, nullptr, nullptr);
+        }) == ImageIO::SAVING_STATUS_SUCCESS;
 
         unsigned int const count = picture.options.meta_data.get_count();
-        EXPECT_TRUE(count == 4 || (count == 1 && !is_saved)) << number << " at " << failed_at();
+        EXPECT_TRUE(count == 4 || (count == 1 && !is_saved)) << failing;
         failures += count == 1;
         if (is_saved) {
             auto const input = OIIO::ImageInput::open(path);
-            ASSERT_TRUE(input) << number;
+            ASSERT_TRUE(input) << failing;
             for (char const* attribute : {"own", "artist", "shot", "take"})
-                EXPECT_NE(input->spec().find_attribute(attribute), nullptr)
-                    << number << " at " << failed_at();
+                EXPECT_NE(input->spec().find_attribute(attribute), nullptr) << failing;
         }
     }
     EXPECT_GT(failures, 0);
@@ -166,17 +201,13 @@ TEST_F(WithoutMemory, ASaveDoesNotLeaveTheCanvassMetadataOut)
 TEST_F(WithoutMemory, TheCanvassMetadataIsTakenAsAWholeOrNotAtAll)
 {
     int failures = 0;
-    bool has_failed_once = true;
-    for (long long number = 0; has_failed_once; ++number) {
+    for (EachAllocation failing; failing.goes_on();) {
         CanvasWithMetaData picture;
         unsigned long long const lines = error_lines();
-        fail_allocation(Asker::OURS, number, false);
-        in_module([&] { picture.options.add_image_canvas_meta_data(picture.canvas.canvas()); });
-        stop_counting();
-        has_failed_once = has_failed();
-        EXPECT_EQ(picture.options.meta_data.get_count(), has_failed_once ? 1u : 4u) << number;
-        EXPECT_EQ(error_lines() - lines, has_failed_once ? 1u : 0u) << number;
-        failures += has_failed_once;
+        failing.in([&] { picture.options.add_image_canvas_meta_data(picture.canvas.canvas()); });
+        EXPECT_EQ(picture.options.meta_data.get_count(), has_failed() ? 1u : 4u) << failing;
+        EXPECT_EQ(error_lines() - lines, has_failed() ? 1u : 0u) << failing;
+        failures += has_failed();
     }
     EXPECT_GT(failures, 3);
 }
@@ -187,13 +218,9 @@ void expect_right_or_nothing(Ask const& ask, Value const& nothing)
 {
     Value const wanted = ask();
     int failures = 0;
-    bool has_failed_once = true;
-    for (long long number = 0; has_failed_once; ++number) {
-        fail_allocation(Asker::OURS, number, false);
-        Value const given = in_module(ask);
-        stop_counting();
-        has_failed_once = has_failed();
-        EXPECT_TRUE(given == wanted || given == nothing) << number << " at " << failed_at();
+    for (EachAllocation failing; failing.goes_on();) {
+        Value const given = failing.in(ask);
+        EXPECT_TRUE(given == wanted || given == nothing) << failing;
         failures += given == nothing;
     }
     EXPECT_GT(failures, 0);
@@ -233,23 +260,19 @@ TEST_F(WithoutMemory, AListOfPresetsThatCannotBeReadIsReplacedAndTold)
     auto& manager = *ImageIOResolutionPresetManager::get_instance();
     unsigned int const built_in = manager.get_presets_count();
     int replaced = 0;
-    bool has_failed_once = true;
-    for (long long number = 0; has_failed_once; ++number) {
+    for (EachAllocation failing; failing.goes_on();) {
         app.resolution_preset_file_path = paths[0].c_str();
         manager.update_file_config_path();
         ASSERT_EQ(manager.get_presets_count(), 3u);
         app.resolution_preset_file_path = paths[1].c_str();
         warnings = 0;
-        fail_allocation(Asker::OURS, number, false);
-        in_module([&] { manager.update_file_config_path(); });
-        stop_counting();
-        has_failed_once = has_failed();
+        failing.in([&] { manager.update_file_config_path(); });
 
         unsigned int const count = manager.get_presets_count();
-        EXPECT_TRUE(count == 4 || count == built_in) << count << ", " << number << " at " << failed_at();
-        EXPECT_EQ(warnings, count == built_in) << number << " at " << failed_at();
+        EXPECT_TRUE(count == 4 || count == built_in) << count << ", " << failing;
+        EXPECT_EQ(warnings, count == built_in) << failing;
         replaced += count == built_in;
-        EXPECT_FALSE(app.get_factory().get_enum("resolution_preset")->is_asleep()) << number;
+        EXPECT_FALSE(app.get_factory().get_enum("resolution_preset")->is_asleep()) << failing;
     }
     EXPECT_GT(replaced, 0);
     ImageIOResolutionPresetManager::destroy();
@@ -266,8 +289,7 @@ TEST_F(WithoutMemory, ARegionThatIsInAFileStaysThere)
     std::string const path = folder.file("regions.exr");
     for (app.tiling_mode = 0; app.tiling_mode < 2; ++app.tiling_mode) {
         int failures = 0;
-        bool has_failed_once = true;
-        for (long long number = 0; has_failed_once; ++number) {
+        for (EachAllocation failing(true); failing.goes_on();) {
             ImageIO::SavingStatus status;
             {
                 ImageIOOutputs outputs;
@@ -278,19 +300,16 @@ TEST_F(WithoutMemory, ARegionThatIsInAFileStaysThere)
                           ImageIO::SAVING_STATUS_SUCCESS);
                 ASSERT_EQ(ImageIOSave::save_region(&app, outputs, context, {0, 0, 47, 16}, nullptr),
                           ImageIO::SAVING_STATUS_SUCCESS);
-                fail_allocation(Asker::OURS, number, true);
-                status = in_module([&] { return ImageIOSave::save(&app, outputs, context, nullptr); });
-                stop_counting();
-                has_failed_once = has_failed();
+                status = failing.in([&] { return ImageIOSave::save(&app, outputs, context, nullptr); });
             }
             failures += status != ImageIO::SAVING_STATUS_SUCCESS;
             auto const input = OIIO::ImageInput::open(path);
-            ASSERT_TRUE(input) << number << " at " << failed_at();
+            ASSERT_TRUE(input) << failing;
             std::vector<float> tile(16 * 16 * 4), lines(16 * 47 * 4);
             EXPECT_TRUE(app.tiling_mode ? input->read_tile(16, 0, 0, OIIO::TypeDesc::FLOAT, tile.data())
                                         : input->read_scanlines(0, 0, 0, 16, 0, 0, 4, OIIO::TypeDesc::FLOAT,
                                                                 lines.data()))
-                << number << " at " << failed_at();
+                << failing;
             std::filesystem::remove(path);
         }
         EXPECT_GT(failures, 0);
@@ -302,14 +321,10 @@ TEST_F(WithoutMemory, ABufferThatIsNotSavedIsTold)
     std::vector<unsigned char> const pixels(16 * 16 * 3, 77);
     CoreString const path = folder.file("buffer.png").c_str();
     int failures = 0;
-    bool has_failed_once = true;
-    for (long long number = 0; has_failed_once; ++number) {
+    for (EachAllocation failing; failing.goes_on();) {
         unsigned long long const lines = error_lines();
-        fail_allocation(Asker::OURS, number, false);
-        bool const is_saved = in_module([&] { return ImageIO::save_image(path, pixels.data(), 3, 16, 16); });
-        stop_counting();
-        has_failed_once = has_failed();
-        EXPECT_TRUE(is_saved || error_lines() > lines) << number << " at " << failed_at();
+        bool const is_saved = failing.in([&] { return ImageIO::save_image(path, pixels.data(), 3, 16, 16); });
+        EXPECT_TRUE(is_saved || error_lines() > lines) << failing;
         failures += !is_saved;
     }
     EXPECT_GT(failures, 0);
@@ -321,15 +336,11 @@ TEST_F(WithoutMemory, AHeaderThatIsNotReadIsTold)
     CoreLogHandler::set_sink([](int, CoreString const&) { ++lines; });
     CoreString const path = folder.file("lines.exr").c_str();
     int failures = 0;
-    bool has_failed_once = true;
-    for (long long number = 0; has_failed_once; ++number) {
+    for (EachAllocation failing; failing.goes_on();) {
         lines = 0;
-        fail_allocation(Asker::OURS, number, false);
         ImageHeader header;
-        bool const is_read = in_module([&] { return ImageIO::get_image_specs(path, header); });
-        stop_counting();
-        has_failed_once = has_failed();
-        EXPECT_TRUE(is_read || lines > 0) << number << " at " << failed_at();
+        bool const is_read = failing.in([&] { return ImageIO::get_image_specs(path, header); });
+        EXPECT_TRUE(is_read || lines > 0) << failing;
         failures += !is_read;
     }
     EXPECT_GT(failures, 0);
@@ -343,14 +354,10 @@ TEST_F(WithoutMemory, AColourSpaceThatIsNotFoundIsTold)
     CoreString const wanted = ImageIO::get_color_space_from_file(path);
     ASSERT_FALSE(wanted.is_empty());
     int failures = 0;
-    bool has_failed_once = true;
-    for (long long number = 0; has_failed_once; ++number) {
+    for (EachAllocation failing; failing.goes_on();) {
         lines = 0;
-        fail_allocation(Asker::OURS, number, false);
-        CoreString const found = in_module([&] { return ImageIO::get_color_space_from_file(path); });
-        stop_counting();
-        has_failed_once = has_failed();
-        EXPECT_TRUE(found == wanted || lines > 0) << number << " at " << failed_at();
+        CoreString const found = failing.in([&] { return ImageIO::get_color_space_from_file(path); });
+        EXPECT_TRUE(found == wanted || lines > 0) << failing;
         failures += found != wanted;
     }
     EXPECT_GT(failures, 0);
@@ -382,17 +389,12 @@ TEST_F(WithoutMemory, AFullDiskIsNoSuccessEither)
     for (auto const& [name, format] : files) {
         CoreString const path = folder.file(name).c_str();
         std::filesystem::create_symlink("/dev/full", folder.file(name));
-        bool has_failed_once = true;
-        for (long long number = 0; has_failed_once; ++number) {
+        for (EachAllocation failing(true); failing.goes_on();) {
             ImageSaveOptions options;
             options.format = format;
-            fail_allocation(Asker::OURS, number, true);
-            auto const status = in_module(
+            auto const status = failing.in(
                 [&] { return ImageIO::save(path, options, canvas.canvas(), &app, nullptr, nullptr); });
-            stop_counting();
-            has_failed_once = has_failed();
-            EXPECT_NE(status, ImageIO::SAVING_STATUS_SUCCESS)
-                << name << ", " << number << " at " << failed_at();
+            EXPECT_NE(status, ImageIO::SAVING_STATUS_SUCCESS) << name << ", " << failing;
         }
     }
 }
@@ -420,29 +422,16 @@ TEST_F(WithoutMemory, NothingIsCalledWholeThatLacksAllItsTiles)
     }
 }
 
-ImageCanvas* load_shared(ImageIOTextureManager& manager, ResourceUser& user, CoreString const& path)
-{
-    ImageLoadOptions const options;
-    return in_module([&] {
-        return manager.load_image(user, path, options, nullptr, nullptr, ImagePixel::REPEAT_MODE_CLAMP,
-                                  ImagePixel::REPEAT_MODE_CLAMP);
-    });
-}
-
 TEST_F(WithoutMemory, ASharedImageThatFoundNoMemoryIsLoadedForTheNextUser)
 {
     ImageIOTextureManager& manager = *ImageIOTextureManager::get_texture_manager();
     CoreString const path = folder.file("a.png").c_str();
     int failures = 0;
-    bool has_failed_once = true;
-    for (long long number = 0; has_failed_once; ++number) {
+    for (EachAllocation failing; failing.goes_on();) {
         ResourceUser first, second;
-        fail_allocation(Asker::OURS, number, false);
-        ImageCanvas const* const canvas = load_shared(manager, first, path);
-        stop_counting();
-        has_failed_once = has_failed();
+        ImageCanvas const* const canvas = failing.in([&] { return load_shared(manager, first, path); });
         failures += !canvas;
-        EXPECT_NE(load_shared(manager, second, path), nullptr) << number << " at " << failed_at();
+        EXPECT_NE(load_shared(manager, second, path), nullptr) << failing;
     }
     EXPECT_GT(failures, 0);
 }
@@ -461,17 +450,13 @@ TEST_F(WithoutMemory, AChangedFileIsToldTheNextTime)
     CountingUser user;
     ASSERT_NE(load_shared(manager, user, path.c_str()), nullptr);
     int failures = 0;
-    bool has_failed_once = true;
-    for (long long number = 0; has_failed_once; ++number) {
+    for (EachAllocation failing; failing.goes_on();) {
         fs::last_write_time(path, fs::last_write_time(path) + std::chrono::seconds(5));
         user.changes = 0;
-        fail_allocation(Asker::OURS, number, false);
-        in_module([&] { manager.check_external_file_modification(); });
-        stop_counting();
-        has_failed_once = has_failed();
+        failing.in([&] { manager.check_external_file_modification(); });
         failures += user.changes == 0;
         manager.check_external_file_modification();
-        EXPECT_EQ(user.changes, 1) << number << " at " << failed_at();
+        EXPECT_EQ(user.changes, 1) << failing;
     }
     EXPECT_GT(failures, 0);
 }
@@ -484,8 +469,10 @@ TEST_F(WithoutMemory, AManagerThatEndsFreesItsImagesAndIsHeardOfNoMore)
         count_allocations(Asker::OURS);
         auto manager = in_module([] { return std::make_unique<ImageIOTextureManager>(); });
         auto user = std::make_unique<ResourceUser>();
-        for (char const* name : {"a.png", "lines.exr", "grey.tga"})
-            ASSERT_NE(load_shared(*manager, *user, folder.file(name).c_str()), nullptr);
+        for (char const* name : {"a.png", "lines.exr", "grey.tga"}) {
+            CoreString const path = folder.file(name).c_str();
+            ASSERT_NE(in_module([&] { return load_shared(*manager, *user, path); }), nullptr);
+        }
         stop_counting();
         fail_allocation(Asker::OURS, number, true);
         in_module([&] { manager.reset(); });
@@ -538,17 +525,13 @@ TEST_F(WithoutMemory, APlatesPathIsToldOnceWhateverFails)
         [](EventObject&, EventObject::EventInfo const&, void*) { ++events; }, nullptr);
     CoreString const path = folder.file("a.png").c_str();
     int failures = 0;
-    bool has_failed_once = true;
-    for (long long number = 0; has_failed_once; ++number) {
+    for (EachAllocation failing; failing.goes_on();) {
         manager.clear(PlateImageManager::CLEAR_MODE_SILENT);
         events = 0;
-        fail_allocation(Asker::OURS, number, false);
-        PlateImage const* const plate = in_module([&] { return manager.get_or_create_plate_image(path); });
-        stop_counting();
-        has_failed_once = has_failed();
+        PlateImage const* const plate = failing.in([&] { return manager.get_or_create_plate_image(path); });
         failures += !plate;
-        EXPECT_NE(manager.get_or_create_plate_image(path), nullptr) << number;
-        EXPECT_EQ(events, 1) << number << " at " << failed_at();
+        EXPECT_NE(manager.get_or_create_plate_image(path), nullptr) << failing;
+        EXPECT_EQ(events, 1) << failing;
     }
     EXPECT_GT(failures, 0);
     manager.clear(PlateImageManager::CLEAR_MODE_SILENT);

@@ -49,6 +49,25 @@ TEST_F(LostMemory, NoRoadLosesAnything)
     }
 }
 
+TEST_F(LostMemory, AWriterThatOpensAndThenFindsNoMemoryLosesNothing)
+{
+    constexpr int kTrials = 16;
+    Road const& save = road("save split planned.png tiles");
+    save.run();
+    bool has_failed_once = true;
+    for (long long number = 0; has_failed_once; ++number) {
+        forget_live_allocations();
+        for (int trial = 0; trial < kTrials; ++trial) {
+            fail_allocation(Asker::OURS, number, false);
+            save.run();
+            stop_counting();
+        }
+        has_failed_once = has_failed();
+        EXPECT_LT(live_library_allocations(), kTrials)
+            << number << " at " << failed_at();  // a few are kept once
+    }
+}
+
 TEST_F(LostMemory, APictureThatIsLostIsNoticed)
 {
     CoreString const path = folder.file("lines.exr").c_str();
