@@ -65,9 +65,6 @@ private:
 
 class WithoutMemory : public RoadsFixture {
 protected:
-    /// Tiles that earlier roads gave back would be memory that never fails.
-    static void forget_tiles() { ImageTileFactory::get().free_unused_tiles(false); }
-
     /// What succeeds gave the same as with memory, and some trials failed.
     void expect_no_false_success(std::string const& name)
     {

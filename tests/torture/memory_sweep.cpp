@@ -4,7 +4,6 @@
 #include <limits>
 #include <stdexcept>
 
-#include "host/image/image_tile_factory.h"
 #include "tests/torture/allocations.h"
 #include "tests/torture/roads.h"
 #include "tests/torture/sweeps.h"
@@ -142,9 +141,6 @@ private:
         check(trial, outcome, leaked, notes);
         return has_failed();
     }
-
-    /// What earlier roads gave back of tiles is no memory for this one: each tile has to be allocated, and may fail.
-    static void forget_tiles() { ImageTileFactory::get().free_unused_tiles(false); }
 
     /// Runs a road until it has all that it keeps for ever.
     void warm_up(std::size_t road, Notes& notes)

@@ -7,6 +7,7 @@
 
 #include "host/core/core_log_handler.h"
 #include "host/image/image_canvas.h"
+#include "host/image/image_tile_factory.h"
 #include "host/of/of_app.h"
 #include "host/resource/resource_user.h"
 #include "image_io/format/image_io_file_format.h"
@@ -262,6 +263,11 @@ void make_road_files(std::string const& folder)
     zv_test::write_picture(folder + "/a.jpg", zv_test::picture_spec(150, 90, 3, TypeDesc::UINT8));
     zv_test::write_picture(folder + "/grey.tga", zv_test::picture_spec(150, 90, 1, TypeDesc::UINT8));
     zv_test::write_picture(folder + "/a.hdr", zv_test::picture_spec(150, 90, 3, TypeDesc::FLOAT));
+}
+
+void forget_tiles()
+{
+    ImageTileFactory::get().free_unused_tiles(false);
 }
 
 unsigned long long error_lines()

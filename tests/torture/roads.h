@@ -29,6 +29,9 @@ void make_road_files(std::string const& folder);
 /// From now on the log is taken by a sink that counts lines.
 std::vector<Road> all_roads(std::string const& folder);
 
+/// Frees the tiles that earlier roads gave back: they would be memory that never fails, and nobody's.
+void forget_tiles();
+
 /// Lines of level 1 that this thread has logged.
 unsigned long long error_lines();
 
